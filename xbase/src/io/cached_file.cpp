@@ -1,0 +1,223 @@
+#include "io/cached_file.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "vgxbase/xbase.h"
+
+namespace xbase::io {
+
+void CachedFile::set_caching(bool read_cache, bool write_cache) {
+  read_cache_ = read_cache || write_cache;
+  write_cache_ = write_cache;
+  size_known_ = false;
+}
+
+void CachedFile::set_budget(size_t bytes) {
+  max_pages_ = std::max<size_t>(4, bytes / kPageSize);
+}
+
+Status CachedFile::refresh_size() {
+  XB_TRY(file_.size(&size_));
+  size_known_ = true;
+  return Status::ok();
+}
+
+Status CachedFile::size(uint64_t* out) {
+  if (!read_cache_ || !size_known_) XB_TRY(refresh_size());
+  *out = size_;
+  return Status::ok();
+}
+
+Status CachedFile::claim_slot(size_t* slot) {
+  if (pages_.size() < max_pages_) {
+    pages_.emplace_back();
+    pages_.back().data = std::make_unique<uint8_t[]>(kPageSize);
+    *slot = pages_.size() - 1;
+    return Status::ok();
+  }
+  for (;;) {
+    Page& p = pages_[clock_hand_];
+    size_t here = clock_hand_;
+    clock_hand_ = (clock_hand_ + 1) % pages_.size();
+    if (p.in_use && p.referenced) {
+      p.referenced = false;
+      continue;
+    }
+    if (p.in_use) {
+      XB_TRY(write_back(p));
+      page_table_[p.number] = -1;
+      p.in_use = false;
+    }
+    *slot = here;
+    return Status::ok();
+  }
+}
+
+Status CachedFile::load_page(uint64_t number, Page** out) {
+  if (number < page_table_.size() && page_table_[number] >= 0) {
+    Page& p = pages_[static_cast<size_t>(page_table_[number])];
+    p.referenced = true;
+    *out = &p;
+    return Status::ok();
+  }
+  size_t slot;
+  XB_TRY(claim_slot(&slot));
+  Page& p = pages_[slot];
+  size_t got = 0;
+  XB_TRY(file_.read_at(number * kPageSize, p.data.get(), kPageSize, &got));
+  std::memset(p.data.get() + got, 0, kPageSize - got);
+  p.number = number;
+  p.valid = static_cast<uint32_t>(got);
+  p.dirty_lo = p.dirty_hi = 0;
+  p.referenced = true;
+  p.in_use = true;
+  if (number >= page_table_.size()) page_table_.resize(number + 1, -1);
+  page_table_[number] = static_cast<int32_t>(slot);
+  *out = &p;
+  return Status::ok();
+}
+
+Status CachedFile::read(uint64_t offset, void* buf, size_t len, size_t* got) {
+  if (!read_cache_) return file_.read_at(offset, buf, len, got);
+  if (!size_known_) XB_TRY(refresh_size());
+  *got = 0;
+  if (offset >= size_) return Status::ok();
+  len = static_cast<size_t>(std::min<uint64_t>(len, size_ - offset));
+  auto* dst = static_cast<uint8_t*>(buf);
+  while (*got < len) {
+    uint64_t pos = offset + *got;
+    Page* p;
+    XB_TRY(load_page(pos / kPageSize, &p));
+    size_t in_page = static_cast<size_t>(pos % kPageSize);
+    size_t n = std::min(len - *got, kPageSize - in_page);
+    std::memcpy(dst + *got, p->data.get() + in_page, n);
+    *got += n;
+  }
+  return Status::ok();
+}
+
+Status CachedFile::read_exact(uint64_t offset, void* buf, size_t len) {
+  size_t got = 0;
+  XB_TRY(read(offset, buf, len, &got));
+  if (got != len)
+    return Status(e4read, "cannot read " + path() + ": " + std::to_string(len) +
+                              " bytes at offset " + std::to_string(offset) + " lie past its end");
+  return Status::ok();
+}
+
+Status CachedFile::write(uint64_t offset, const void* buf, size_t len) {
+  if (!write_cache_) return write_through(offset, buf, len);
+  if (!size_known_) XB_TRY(refresh_size());
+  const auto* src = static_cast<const uint8_t*>(buf);
+  size_t done = 0;
+  while (done < len) {
+    uint64_t pos = offset + done;
+    Page* p;
+    XB_TRY(load_page(pos / kPageSize, &p));
+    auto in_page = static_cast<uint32_t>(pos % kPageSize);
+    auto n = static_cast<uint32_t>(std::min<size_t>(len - done, kPageSize - in_page));
+    std::memcpy(p->data.get() + in_page, src + done, n);
+    if (p->dirty_hi == p->dirty_lo) {
+      p->dirty_lo = in_page;
+      p->dirty_hi = in_page + n;
+    } else {
+      p->dirty_lo = std::min(p->dirty_lo, in_page);
+      p->dirty_hi = std::max(p->dirty_hi, in_page + n);
+    }
+    p->valid = std::max(p->valid, in_page + n);
+    done += n;
+  }
+  size_ = std::max(size_, offset + len);
+  return Status::ok();
+}
+
+Status CachedFile::write_through(uint64_t offset, const void* buf, size_t len) {
+  XB_TRY(file_.write_at(offset, buf, len));
+  if (!read_cache_ || page_table_.empty()) {
+    size_known_ = false;
+    return Status::ok();
+  }
+  const auto* src = static_cast<const uint8_t*>(buf);
+  for (uint64_t number = offset / kPageSize; number <= (offset + len - 1) / kPageSize; ++number) {
+    if (number >= page_table_.size() || page_table_[number] < 0) continue;
+    Page& p = pages_[static_cast<size_t>(page_table_[number])];
+    uint64_t page_start = number * kPageSize;
+    uint64_t lo = std::max(offset, page_start);
+    uint64_t hi = std::min(offset + len, page_start + kPageSize);
+    std::memcpy(p.data.get() + (lo - page_start), src + (lo - offset), hi - lo);
+    p.valid = std::max<uint32_t>(p.valid, static_cast<uint32_t>(hi - page_start));
+  }
+  if (size_known_) size_ = std::max(size_, offset + len);
+  return Status::ok();
+}
+
+Status CachedFile::write_back(Page& page) {
+  if (page.dirty_hi == page.dirty_lo) return Status::ok();
+  if (before_write_back_) XB_TRY(before_write_back_());
+  XB_TRY(file_.write_at(page.number * kPageSize + page.dirty_lo, page.data.get() + page.dirty_lo,
+                        page.dirty_hi - page.dirty_lo));
+  page.dirty_lo = page.dirty_hi = 0;
+  return Status::ok();
+}
+
+Status CachedFile::flush() {
+  if (!write_cache_) return Status::ok();
+  bool any = false;
+  for (const Page& p : pages_) any |= p.in_use && p.dirty_hi != p.dirty_lo;
+  if (!any) return Status::ok();
+  if (before_write_back_) XB_TRY(before_write_back_());
+  // Ascending page order; runs of whole dirty pages go out in one write.
+  std::vector<Page*> dirty;
+  for (Page& p : pages_)
+    if (p.in_use && p.dirty_hi != p.dirty_lo) dirty.push_back(&p);
+  std::sort(dirty.begin(), dirty.end(), [](Page* a, Page* b) { return a->number < b->number; });
+  std::vector<uint8_t> run;
+  size_t i = 0;
+  while (i < dirty.size()) {
+    Page* first = dirty[i];
+    uint64_t start = first->number * kPageSize + first->dirty_lo;
+    run.assign(first->data.get() + first->dirty_lo, first->data.get() + first->dirty_hi);
+    size_t j = i + 1;
+    while (j < dirty.size() && dirty[j - 1]->dirty_hi == kPageSize &&
+           dirty[j]->number == dirty[j - 1]->number + 1 && dirty[j]->dirty_lo == 0) {
+      run.insert(run.end(), dirty[j]->data.get(), dirty[j]->data.get() + dirty[j]->dirty_hi);
+      ++j;
+    }
+    XB_TRY(file_.write_at(start, run.data(), run.size()));
+    for (size_t k = i; k < j; ++k) dirty[k]->dirty_lo = dirty[k]->dirty_hi = 0;
+    i = j;
+  }
+  return Status::ok();
+}
+
+Status CachedFile::invalidate() {
+  XB_TRY(flush());
+  for (Page& p : pages_) p.in_use = false;
+  std::fill(page_table_.begin(), page_table_.end(), -1);
+  size_known_ = false;
+  return Status::ok();
+}
+
+Status CachedFile::truncate(uint64_t new_size) {
+  XB_TRY(flush());
+  XB_TRY(file_.truncate(new_size));
+  // Pages at or past the cut are gone; the one that straddles it shrinks.
+  for (Page& p : pages_) {
+    if (!p.in_use) continue;
+    uint64_t start = p.number * kPageSize;
+    if (start >= new_size) {
+      page_table_[p.number] = -1;
+      p.in_use = false;
+    } else if (start + p.valid > new_size) {
+      auto keep = static_cast<uint32_t>(new_size - start);
+      std::memset(p.data.get() + keep, 0, kPageSize - keep);
+      p.valid = keep;
+    }
+  }
+  size_ = new_size;
+  size_known_ = read_cache_;
+  return Status::ok();
+}
+
+}  // namespace xbase::io

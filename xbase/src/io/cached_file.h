@@ -1,0 +1,85 @@
+// CachedFile: a File seen through a page cache.
+//
+// Pages are kPageSize bytes, found through a table indexed by page number
+// and evicted in clock order once the budget is reached. With read caching
+// off every read goes to the file (a shared file that other processes
+// write); with write caching off every write goes straight to the file and
+// also refreshes a cached copy. Write caching implies read caching, so that
+// reads always see this process's own unwritten changes.
+//
+// Write-back order is what keeps a crash harmless: dirty pages go out in
+// ascending order, and a file that depends on another (a table on its memo
+// file) registers a hook that runs before any of its dirty pages is written,
+// so the memo blocks reach the file before the records that point at them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "io/file.h"
+
+namespace xbase::io {
+
+class CachedFile {
+ public:
+  static constexpr size_t kPageSize = 16384;
+  static constexpr size_t kDefaultBudget = size_t(256) << 20;
+
+  CachedFile() = default;
+  explicit CachedFile(File file) : file_(std::move(file)) {}
+
+  File& file() { return file_; }
+  const std::string& path() const { return file_.path(); }
+
+  void set_caching(bool read_cache, bool write_cache);
+  bool read_cache() const { return read_cache_; }
+  bool write_cache() const { return write_cache_; }
+  void set_budget(size_t bytes);
+  void set_before_write_back(std::function<Status()> hook) { before_write_back_ = std::move(hook); }
+
+  // Reads up to len bytes; *got is short only at the logical end of file.
+  Status read(uint64_t offset, void* buf, size_t len, size_t* got);
+  Status read_exact(uint64_t offset, void* buf, size_t len);
+  Status write(uint64_t offset, const void* buf, size_t len);
+  // Writes to the file now (after the caller has flushed what must precede
+  // it) and keeps any cached copy equal.
+  Status write_through(uint64_t offset, const void* buf, size_t len);
+
+  // Logical size: the file's size, or more when cached writes extend it.
+  Status size(uint64_t* out);
+  Status truncate(uint64_t size);
+  // Writes every dirty page back, in ascending order.
+  Status flush();
+  // Flushes, then forgets every cached page so later reads see the file.
+  Status invalidate();
+
+ private:
+  struct Page {
+    uint64_t number = 0;
+    std::unique_ptr<uint8_t[]> data;
+    uint32_t valid = 0;  // bytes of the page that hold file content
+    uint32_t dirty_lo = 0, dirty_hi = 0;
+    bool referenced = false;
+    bool in_use = false;
+  };
+
+  Status load_page(uint64_t number, Page** out);
+  Status claim_slot(size_t* slot);
+  Status write_back(Page& page);
+  Status refresh_size();
+
+  File file_;
+  bool read_cache_ = false;
+  bool write_cache_ = false;
+  size_t max_pages_ = kDefaultBudget / kPageSize;
+  std::vector<Page> pages_;
+  std::vector<int32_t> page_table_;  // page number -> index in pages_, -1 absent
+  size_t clock_hand_ = 0;
+  uint64_t size_ = 0;  // logical size while caching
+  bool size_known_ = false;
+  std::function<Status()> before_write_back_;
+};
+
+}  // namespace xbase::io
