@@ -1,0 +1,407 @@
+// Table functions: argument checks and translation to the cursor and the
+// shared table file.
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <strings.h>
+
+#include "api/guard.h"
+#include "table/field_codec.h"
+
+using xbase::Status;
+using xbase::api::guarded;
+using xbase::table::TableFile;
+
+namespace {
+
+std::string text_arg(const char* s) { return s ? std::string(s, strnlen(s, 4096)) : std::string(); }
+
+std::string table_path(const std::string& name) {
+  std::string path = name;
+  if (xbase::io::path_extension(path).empty()) {
+    std::string upper = xbase::io::resolve_case(path + ".DBF");
+    if (xbase::io::file_exists(upper)) return upper;
+    std::string lower = xbase::io::resolve_case(path + ".dbf");
+    return xbase::io::file_exists(lower) ? lower : path + ".DBF";
+  }
+  return xbase::io::resolve_case(path);
+}
+
+std::string alias_of(const std::string& path) {
+  std::string a = xbase::io::path_base_name(path);
+  for (char& c : a) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+  return a;
+}
+
+xbase::table::OpenOptions open_options(const CODE4* c4) {
+  xbase::table::OpenOptions o;
+  o.exclusive = c4->settings.access_mode != 0;
+  o.read_only = c4->settings.read_only != 0;
+  o.format = c4->settings.format;
+  o.optimize = c4->settings.optimize;
+  o.optimize_write = c4->settings.optimize_write;
+  return o;
+}
+
+DATA4* make_handle(CODE4* c4, std::shared_ptr<TableFile> table, const std::string& alias, bool read_only) {
+  auto d = std::make_unique<DATA4>();
+  d->c4 = c4;
+  d->table = std::move(table);
+  d->alias = alias;
+  d->read_only = read_only;
+  d->record.assign(d->header().record_len, ' ');
+  const auto& fields = d->header().fields;
+  for (size_t i = 0; i < fields.size(); ++i) {
+    if (static_cast<int>(i) == d->header().null_flags_field) continue;
+    auto f = std::make_unique<FIELD4>();
+    f->data = d.get();
+    f->index = i;
+    f->text.assign(fields[i].len + 1, '\0');
+    d->fields.push_back(std::move(f));
+  }
+  DATA4* raw = d.get();
+  c4->handles.push_back(std::move(d));
+  raw->eof = true;
+  raw->rec_no = raw->table->cached_count() + 1;
+  raw->load_blank();
+  return raw;
+}
+
+std::shared_ptr<TableFile> shared_table(CODE4* c4, const std::string& path, bool read_only) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) != 0) return nullptr;
+  for (const auto& t : c4->tables)
+    if (t->dev() == uint64_t(st.st_dev) && t->ino() == uint64_t(st.st_ino) && (read_only || !t->read_only()))
+      return t;
+  return nullptr;
+}
+
+xbase::table::Family family_for(const CODE4* c4) {
+  switch (c4->settings.format) {
+    case 2: return xbase::table::Family::kDbase3;
+    case 4: return xbase::table::Family::kDbase4;
+    default: return c4->settings.compatibility >= 30 ? xbase::table::Family::kVfp : xbase::table::Family::kFox2;
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+DATA4* d4open(CODE4* c4, const char* name) {
+  if (c4 == nullptr) return nullptr;
+  if (name == nullptr || *name == 0) {
+    c4->fail(e4parm, "d4open needs a table name");
+    return nullptr;
+  }
+  return guarded<DATA4*>(c4, nullptr, [&]() -> DATA4* {
+    std::string path = table_path(text_arg(name));
+    std::string alias = alias_of(path);
+    if (c4->settings.single_open && c4->find_alias(alias.c_str())) {
+      c4->fail(e4instance, "table " + alias + " is already open in this context");
+      return nullptr;
+    }
+    const bool read_only = c4->settings.read_only != 0;
+    std::shared_ptr<TableFile> table = shared_table(c4, path, read_only);
+    if (!table) {
+      std::unique_ptr<TableFile> opened;
+      Status st = TableFile::open(path, open_options(c4), &opened);
+      if (!st) {
+        c4->fail(st);
+        return nullptr;
+      }
+      table = std::move(opened);
+      c4->tables.push_back(table);
+    }
+    DATA4* d = make_handle(c4, table, alias, read_only);
+    d->top();
+    return d;
+  });
+}
+
+DATA4* d4openClone(DATA4* d) {
+  if (d == nullptr) return nullptr;
+  CODE4* c4 = d->c4;
+  return guarded<DATA4*>(c4, nullptr, [&]() -> DATA4* {
+    DATA4* clone = make_handle(c4, d->table, d->alias, d->read_only);
+    clone->top();
+    return clone;
+  });
+}
+
+int d4close(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  CODE4* c4 = d->c4;
+  return guarded<int>(c4, e4close, [&] {
+    int rc = d->unlock();
+    if (d->table.use_count() <= 2) {
+      Status st = d->table->flush();
+      if (!st && rc == 0) rc = c4->fail(st);
+    }
+    c4->forget(d);
+    return rc;
+  });
+}
+
+DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG4INFO* tags) {
+  if (c4 == nullptr) return nullptr;
+  if (name == nullptr || *name == 0 || fields == nullptr) {
+    c4->fail(e4parm, "d4create needs a name and a field list");
+    return nullptr;
+  }
+  if (tags != nullptr && tags[0].name != nullptr) {
+    c4->fail(e4notSupported, "creating index tags is not available in this engine build");
+    return nullptr;
+  }
+  return guarded<DATA4*>(c4, nullptr, [&]() -> DATA4* {
+    std::vector<xbase::table::FieldDesc> descs;
+    const xbase::table::Family family = family_for(c4);
+    for (const FIELD4INFO* f = fields; f->name != nullptr; ++f) {
+      xbase::table::FieldDesc fd;
+      fd.name = text_arg(f->name);
+      fd.type = static_cast<char>(f->type);
+      fd.len = f->len;
+      fd.dec = static_cast<uint8_t>(f->dec > 255 ? 255 : f->dec);
+      if (f->nulls == r4null && family == xbase::table::Family::kVfp) fd.flags |= xbase::table::kFieldNullable;
+      descs.push_back(std::move(fd));
+    }
+    xbase::table::CreateOptions opt;
+    opt.family = family;
+    opt.code_page = static_cast<uint8_t>(c4->settings.code_page);
+    opt.clipper_terminator = c4->settings.format == 2;
+    xbase::table::TableHeader header;
+    Status st = xbase::table::build_header(descs, opt, &header);
+    std::string path = text_arg(name);
+    if (xbase::io::path_extension(path).empty()) path += ".DBF";
+    if (!st) {
+      c4->fail(st.code(), path + ": " + st.message());
+      return nullptr;
+    }
+    std::string alias = alias_of(path);
+    if (c4->find_alias(alias.c_str())) {
+      c4->fail(e4instance, "table " + alias + " is open in this context: close it before creating it anew");
+      return nullptr;
+    }
+    std::unique_ptr<TableFile> created;
+    st = TableFile::create(path, header, c4->settings.safety != 0, open_options(c4), &created);
+    if (!st) {
+      c4->fail(st);
+      return nullptr;
+    }
+    std::shared_ptr<TableFile> table = std::move(created);
+    c4->tables.push_back(table);
+    return make_handle(c4, table, alias, false);
+  });
+}
+
+const char* d4alias(DATA4* d) { return d ? d->alias.c_str() : nullptr; }
+
+void d4aliasSet(DATA4* d, const char* alias) {
+  if (d && alias) d->alias.assign(alias, strnlen(alias, 255));
+}
+
+// Index files arrive with the index issues; until then no index is open.
+INDEX4* d4index(DATA4*, const char*) { return nullptr; }
+TAG4* d4tagSelected(DATA4*) { return nullptr; }
+
+int d4tagSelectP(DATA4* d, TAG4* tag) {
+  if (d == nullptr) return e4parm;
+  if (tag != nullptr) return d->c4->fail(e4parm, "no index is open on " + d->alias);
+  return 0;
+}
+
+int d4tagSync(DATA4* d, TAG4* tag) {
+  if (d == nullptr) return e4parm;
+  if (tag != nullptr) return d->c4->fail(e4parm, "no index is open on " + d->alias);
+  return 0;
+}
+
+int d4top(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->top(); }) : e4parm; }
+int d4bottom(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->bottom(); }) : e4parm; }
+int d4skip(DATA4* d, int32_t n) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->skip(n); }) : e4parm; }
+int d4go(DATA4* d, int32_t rec) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->go(rec); }) : e4parm; }
+int d4goEof(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->go_eof(); }) : e4parm; }
+int d4bof(DATA4* d) { return d ? (d->bof ? 1 : 0) : e4parm; }
+int d4eof(DATA4* d) { return d ? (d->eof ? 1 : 0) : e4parm; }
+
+int32_t d4recNoLow(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  return d->append_pending ? 0 : d->rec_no;
+}
+
+int32_t d4recCount(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  return d->count(true);
+}
+
+int32_t d4recCountDo(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  return d->count(true);
+}
+
+int d4seek(DATA4* d, const char*) {
+  if (d == nullptr) return e4parm;
+  return d->c4->fail(e4index, "seek on " + d->alias + " needs a selected tag");
+}
+int d4seekN(DATA4* d, const char* key, int) { return d4seek(d, key); }
+int d4seekNext(DATA4* d, const char* key) { return d4seek(d, key); }
+int d4seekNextN(DATA4* d, const char* key, int) { return d4seek(d, key); }
+
+int d4deleted(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  return d->record[0] == xbase::table::kDeletedMark ? 1 : 0;
+}
+
+static int set_deleted(DATA4* d, bool on) {
+  if (d == nullptr) return e4parm;
+  if (!d->may_change()) return d->c4->error_code;
+  d->record[0] = on ? xbase::table::kDeletedMark : ' ';
+  d->changed = true;
+  return 0;
+}
+
+int d4delete(DATA4* d) { return set_deleted(d, true); }
+int d4recall(DATA4* d) { return set_deleted(d, false); }
+
+int d4appendBlank(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->append_blank(); }) : e4parm; }
+int d4appendStart(DATA4* d, int memo) {
+  return d ? guarded<int>(d->c4, e4memory, [&] { return d->append_start(memo); }) : e4parm;
+}
+int d4append(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->append(); }) : e4parm; }
+int d4blank(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->blank(); }) : e4parm; }
+
+int d4changed(DATA4* d, int flag) {
+  if (d == nullptr) return e4parm;
+  int old = d->changed ? 1 : 0;
+  if (flag >= 0) d->changed = flag != 0;
+  return old;
+}
+
+int d4refreshRecord(DATA4* d) {
+  return d ? guarded<int>(d->c4, e4memory, [&] { return d->refresh_record(); }) : e4parm;
+}
+
+int d4refresh(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  return guarded<int>(d->c4, e4memory, [&] {
+    Status st = d->table->refresh();
+    return st ? 0 : d->c4->fail(st);
+  });
+}
+
+int d4write(DATA4* d, int32_t rec) {
+  return d ? guarded<int>(d->c4, e4memory, [&] { return d->write(rec); }) : e4parm;
+}
+
+int d4flush(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  return guarded<int>(d->c4, e4memory, [&] {
+    int rc = d->write_pending();
+    if (rc != 0) return rc;
+    Status st = d->table->flush();
+    return st ? 0 : d->c4->fail(st);
+  });
+}
+
+int d4lock(DATA4* d, int32_t rec) {
+  return d ? guarded<int>(d->c4, e4memory, [&] { return d->lock_record(rec); }) : e4parm;
+}
+int d4lockFile(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->lock_file(); }) : e4parm; }
+int d4unlock(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->unlock(); }) : e4parm; }
+
+int d4lockAdd(DATA4* d, int32_t rec) {
+  if (d == nullptr) return e4parm;
+  if (rec < 1) return d->c4->fail(e4parm, "cannot lock record " + std::to_string(rec));
+  d->c4->lock_queue.push_back({d, LockRequest::kRecord, rec});
+  return 0;
+}
+int d4lockAddFile(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  d->c4->lock_queue.push_back({d, LockRequest::kFile, 0});
+  return 0;
+}
+int d4lockAddAll(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  d->c4->lock_queue.push_back({d, LockRequest::kAll, 0});
+  return 0;
+}
+
+FIELD4* d4field(DATA4* d, const char* name) {
+  if (d == nullptr) return nullptr;
+  if (name != nullptr)
+    for (auto& f : d->fields)
+      if (strcasecmp(f->desc().name.c_str(), name) == 0) return f.get();
+  if (d->c4->settings.err_field_name)
+    d->c4->fail(e4fieldName, "table " + d->alias + " has no field " + text_arg(name));
+  return nullptr;
+}
+
+FIELD4* d4fieldJ(DATA4* d, int j) {
+  if (d == nullptr || j < 1 || j > static_cast<int>(d->fields.size())) return nullptr;
+  return d->fields[static_cast<size_t>(j - 1)].get();
+}
+
+int d4fieldNumber(DATA4* d, const char* name) {
+  if (d == nullptr) return e4parm;
+  if (name != nullptr)
+    for (size_t i = 0; i < d->fields.size(); ++i)
+      if (strcasecmp(d->fields[i]->desc().name.c_str(), name) == 0) return static_cast<int>(i + 1);
+  if (d->c4->settings.err_field_name)
+    d->c4->fail(e4fieldName, "table " + d->alias + " has no field " + text_arg(name));
+  return -1;
+}
+
+int d4numFields(DATA4* d) { return d ? static_cast<int>(d->fields.size()) : e4parm; }
+
+FIELD4INFO* d4fieldInfo(DATA4* d) {
+  if (d == nullptr) return nullptr;
+  // One allocation: the entries, then their names, so u4freeDefault frees it all.
+  size_t n = d->fields.size();
+  size_t bytes = (n + 1) * sizeof(FIELD4INFO);
+  for (auto& f : d->fields) bytes += f->desc().name.size() + 1;
+  auto* info = static_cast<FIELD4INFO*>(std::calloc(1, bytes));
+  if (info == nullptr) {
+    d->c4->fail(e4memory, "out of memory");
+    return nullptr;
+  }
+  char* names = reinterpret_cast<char*>(info + n + 1);
+  for (size_t i = 0; i < n; ++i) {
+    const auto& fd = d->fields[i]->desc();
+    std::memcpy(names, fd.name.c_str(), fd.name.size() + 1);
+    info[i].name = names;
+    names += fd.name.size() + 1;
+    info[i].type = static_cast<int16_t>(static_cast<unsigned char>(fd.type));
+    info[i].len = static_cast<uint16_t>(fd.len);
+    info[i].dec = fd.dec;
+    info[i].nulls = fd.null_bit >= 0 ? static_cast<uint16_t>(r4null) : 0;
+  }
+  return info;
+}
+
+char* d4recordLow(DATA4* d) { return d ? reinterpret_cast<char*>(d->record.data()) : nullptr; }
+
+static int maintain(DATA4* d, const std::function<Status()>& op) {
+  if (d == nullptr) return e4parm;
+  return guarded<int>(d->c4, e4memory, [&] {
+    int rc = d->write_pending();
+    if (rc != 0) return rc;
+    Status st = op();
+    if (!st) return d->c4->fail(st);
+    rc = d->top();
+    return rc == r4eof ? 0 : rc;
+  });
+}
+
+int d4pack(DATA4* d) { return maintain(d, [&] { return d->table->pack(); }); }
+int d4zap(DATA4* d, int32_t first, int32_t last) {
+  return maintain(d, [&] { return d->table->zap(first, last); });
+}
+int d4memoCompress(DATA4* d) { return maintain(d, [&] { return d->table->memo_compress(); }); }
+
+int d4reindex(DATA4* d) {
+  // Rebuilds every open index; with no index open there is nothing to do.
+  return d ? 0 : e4parm;
+}
+
+}  // extern "C"
