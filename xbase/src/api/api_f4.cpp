@@ -28,7 +28,7 @@ void end_change(FIELD4* f, bool keep_null = false) {
 // Loads the memo of the current record unless a value is already known.
 const std::string* memo_value(FIELD4* f) {
   DATA4* d = f->data;
-  if ((f->memo_loaded || f->memo_pending) && f->memo_generation == d->generation) return &f->memo;
+  if (f->memo_current()) return &f->memo;
   uint32_t block = xbase::table::field_memo_block(f->desc(), d->record.data());
   Status st = d->table->read_memo(block, &f->memo, nullptr);
   if (!st) {

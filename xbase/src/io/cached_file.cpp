@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sys/uio.h>
 
 #include "vgxbase/xbase.h"
 
@@ -32,7 +33,7 @@ Status CachedFile::size(uint64_t* out) {
 Status CachedFile::claim_slot(size_t* slot) {
   if (pages_.size() < max_pages_) {
     pages_.emplace_back();
-    pages_.back().data = std::make_unique<uint8_t[]>(kPageSize);
+    pages_.back().data = std::make_unique_for_overwrite<uint8_t[]>(kPageSize);
     *slot = pages_.size() - 1;
     return Status::ok();
   }
@@ -80,6 +81,17 @@ Status CachedFile::load_page(uint64_t number, Page** out) {
 
 Status CachedFile::read(uint64_t offset, void* buf, size_t len, size_t* got) {
   if (!read_cache_) return file_.read_at(offset, buf, len, got);
+  // The common case: a record inside one cached page.
+  const uint64_t first_page = offset / kPageSize;
+  const size_t first_at = static_cast<size_t>(offset % kPageSize);
+  if (size_known_ && offset + len <= size_ && first_at + len <= kPageSize &&
+      first_page < page_table_.size() && page_table_[first_page] >= 0) {
+    Page& p = pages_[static_cast<size_t>(page_table_[first_page])];
+    p.referenced = true;
+    std::memcpy(buf, p.data.get() + first_at, len);
+    *got = len;
+    return Status::ok();
+  }
   if (!size_known_) XB_TRY(refresh_size());
   *got = 0;
   if (offset >= size_) return Status::ok();
@@ -163,28 +175,27 @@ Status CachedFile::write_back(Page& page) {
 
 Status CachedFile::flush() {
   if (!write_cache_) return Status::ok();
-  bool any = false;
-  for (const Page& p : pages_) any |= p.in_use && p.dirty_hi != p.dirty_lo;
-  if (!any) return Status::ok();
-  if (before_write_back_) XB_TRY(before_write_back_());
-  // Ascending page order; runs of whole dirty pages go out in one write.
   std::vector<Page*> dirty;
   for (Page& p : pages_)
     if (p.in_use && p.dirty_hi != p.dirty_lo) dirty.push_back(&p);
+  if (dirty.empty()) return Status::ok();
+  if (before_write_back_) XB_TRY(before_write_back_());
+  // Ascending page order; a run of adjacent dirty ranges goes out in one
+  // gathered write, straight from the pages.
   std::sort(dirty.begin(), dirty.end(), [](Page* a, Page* b) { return a->number < b->number; });
-  std::vector<uint8_t> run;
+  std::vector<iovec> pieces;
   size_t i = 0;
   while (i < dirty.size()) {
-    Page* first = dirty[i];
-    uint64_t start = first->number * kPageSize + first->dirty_lo;
-    run.assign(first->data.get() + first->dirty_lo, first->data.get() + first->dirty_hi);
-    size_t j = i + 1;
-    while (j < dirty.size() && dirty[j - 1]->dirty_hi == kPageSize &&
-           dirty[j]->number == dirty[j - 1]->number + 1 && dirty[j]->dirty_lo == 0) {
-      run.insert(run.end(), dirty[j]->data.get(), dirty[j]->data.get() + dirty[j]->dirty_hi);
+    pieces.clear();
+    const uint64_t start = dirty[i]->number * kPageSize + dirty[i]->dirty_lo;
+    size_t j = i;
+    do {
+      Page* p = dirty[j];
+      pieces.push_back({p->data.get() + p->dirty_lo, size_t(p->dirty_hi - p->dirty_lo)});
       ++j;
-    }
-    XB_TRY(file_.write_at(start, run.data(), run.size()));
+    } while (j < dirty.size() && dirty[j - 1]->dirty_hi == kPageSize &&
+             dirty[j]->number == dirty[j - 1]->number + 1 && dirty[j]->dirty_lo == 0);
+    XB_TRY(file_.write_pieces_at(start, pieces.data(), static_cast<int>(pieces.size())));
     for (size_t k = i; k < j; ++k) dirty[k]->dirty_lo = dirty[k]->dirty_hi = 0;
     i = j;
   }

@@ -4,9 +4,13 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <vector>
 #include <cstring>
 #include <strings.h>
 
@@ -107,6 +111,29 @@ Status File::write_at(uint64_t offset, const void* buf, size_t len) {
     }
     if (n == 0) return Status(e4write, "cannot write " + path_ + ": no progress");
     done += static_cast<size_t>(n);
+  }
+  return Status::ok();
+}
+
+Status File::write_pieces_at(uint64_t offset, const iovec* pieces, int count) {
+  std::vector<iovec> rest(pieces, pieces + count);
+  size_t first = 0;
+  while (first < rest.size()) {
+    int n = static_cast<int>(std::min<size_t>(rest.size() - first, IOV_MAX));
+    ssize_t done = ::pwritev(fd_, rest.data() + first, n, static_cast<off_t>(offset));
+    if (done < 0) {
+      if (errno == EINTR) continue;
+      return os_error(e4write, "cannot write", path_, errno);
+    }
+    if (done == 0) return Status(e4write, "cannot write " + path_ + ": no progress");
+    offset += static_cast<uint64_t>(done);
+    // Skip what went out, trimming a piece written in part.
+    auto left = static_cast<size_t>(done);
+    while (first < rest.size() && left >= rest[first].iov_len) left -= rest[first++].iov_len;
+    if (left) {
+      rest[first].iov_base = static_cast<char*>(rest[first].iov_base) + left;
+      rest[first].iov_len -= left;
+    }
   }
   return Status::ok();
 }

@@ -6,6 +6,8 @@
 // path conflict exactly as two processes do.
 #pragma once
 
+#include <sys/uio.h>
+
 #include <cstdint>
 #include <string>
 
@@ -38,6 +40,9 @@ class File {
   // Reads exactly `len` bytes or fails with e4read.
   Status read_exact(uint64_t offset, void* buf, size_t len) const;
   Status write_at(uint64_t offset, const void* buf, size_t len);
+  // Writes the pieces back to back starting at `offset`, in as few calls
+  // as the system allows.
+  Status write_pieces_at(uint64_t offset, const iovec* pieces, int count);
   Status size(uint64_t* out) const;
   Status truncate(uint64_t size);
   Status sync();

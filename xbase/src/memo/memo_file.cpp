@@ -23,8 +23,9 @@ uint64_t ceil_div(uint64_t a, uint64_t b) { return a / b + (a % b != 0); }
 }  // namespace
 
 Status MemoFile::corrupt(uint32_t block, const std::string& what) const {
-  return Status(e4data, "memo file " + file_.path() + ": block " + std::to_string(block) + " (" +
-                            std::to_string(uint64_t(block) * block_size_) + "): " + what);
+  return Status(e4data, "memo file " + file_.path() + ": block " + std::to_string(block) +
+                            " (offset " + std::to_string(uint64_t(block) * block_size_) +
+                            "): " + what);
 }
 
 Status MemoFile::open(io::File file, MemoKind kind, std::unique_ptr<MemoFile>* out) {
@@ -212,6 +213,9 @@ Status MemoFile::write(uint32_t* block, std::string_view value, uint32_t type) {
   XB_TRY(allocation_start(&start));
   if (uint64_t(start) + need > kMaxBlockNumber)
     return Status(e4write, "memo file " + file_.path() + " is full: no block number is left");
+  // Data first, then the word that accounts for it. With write caching the
+  // cache writes pages in ascending order (header first); a crash between
+  // them leaves the header ahead of the data, which only wastes the blocks.
   XB_TRY(write_at(start, value, type));
   XB_TRY(write_header_next_free(start + need));
   *block = start;

@@ -36,7 +36,8 @@ inline constexpr uint64_t kMaxMemoBytes = uint64_t(1) << 30;
 class MemoFile {
  public:
   // Opens an existing memo file and validates its header (e4data when the
-  // header is impossible, e.g. a zero or absurd block size).
+  // header is impossible, e.g. a zero or absurd block size). A DBT IV header
+  // with a zero block size is a dBASE III-style file: 512-byte blocks.
   static Status open(io::File file, MemoKind kind, std::unique_ptr<MemoFile>* out);
   // Creates a new, empty memo file. block_size 0 picks the format default
   // (DBT 512, FPT 64). table_name fills the dBASE IV header's name field.
@@ -81,7 +82,7 @@ class MemoFile {
   struct Extent {
     uint64_t data_offset = 0;
     uint64_t data_len = 0;
-    uint64_t used = 0;        // bytes from the block start through header or terminator
+    uint64_t used = 0;        // bytes spanned from the block start: header, data, terminator
     uint32_t type = kFptText;
     bool scanned = false;     // data already collected by the terminator scan
     bool complete = true;     // false when the scan stopped at kMaxMemoBytes

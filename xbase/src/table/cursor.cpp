@@ -8,6 +8,8 @@ using xbase::Status;
 using xbase::table::FieldDesc;
 
 const FieldDesc& FIELD4::desc() const { return data->header().fields[index]; }
+bool FIELD4::memo_current() const { return (memo_loaded || memo_pending) && memo_generation == data->generation; }
+bool FIELD4::memo_is_pending() const { return memo_pending && memo_generation == data->generation; }
 
 namespace {
 
@@ -33,12 +35,8 @@ int32_t DATA4::count(bool fresh) {
 
 void DATA4::load_blank() {
   xbase::table::blank_record(header(), record.data());
-  ++generation;
+  ++generation;  // memo values of the old buffer no longer apply
   changed = false;
-  for (auto& f : fields) {
-    f->memo_loaded = false;
-    f->memo_pending = false;
-  }
 }
 
 int DATA4::read(int32_t rec) {
@@ -51,11 +49,7 @@ int DATA4::read(int32_t rec) {
   bof = eof = false;
   changed = false;
   append_pending = false;
-  ++generation;
-  for (auto& f : fields) {
-    f->memo_loaded = false;
-    f->memo_pending = false;
-  }
+  ++generation;  // memo values of the old buffer no longer apply
   return 0;
 }
 
@@ -158,9 +152,9 @@ int store_memos(DATA4* d, bool fresh) {
     const FieldDesc& fd = f->desc();
     if (!fd.is_memo()) continue;
     uint32_t block = xbase::table::field_memo_block(fd, d->record.data());
-    if (!f->memo_pending) {
+    if (!f->memo_is_pending()) {
       if (!fresh || block == 0) continue;
-      if (!f->memo_loaded || f->memo_generation != d->generation) {
+      if (!f->memo_current()) {
         Status st = d->table->read_memo(block, &f->memo, nullptr);
         if (!st) return d->c4->fail(st);
         f->memo_loaded = true;
@@ -210,7 +204,7 @@ int DATA4::append_start(int use_memo) {
     if (!fd.is_memo()) continue;
     if (use_memo) {
       // Carry the values over; they are written as new memos.
-      if (!f->memo_pending && (!f->memo_loaded || f->memo_generation != generation)) {
+      if (!f->memo_current()) {
         Status st = table->read_memo(xbase::table::field_memo_block(fd, record.data()), &f->memo, nullptr);
         if (!st) return c4->fail(st);
       }

@@ -26,6 +26,9 @@ struct FIELD4 {
   bool memo_pending = false;
 
   const xbase::table::FieldDesc& desc() const;
+  // Memo state counts only for the record generation it was set in.
+  bool memo_current() const;
+  bool memo_is_pending() const;
 };
 
 struct LockRequest {

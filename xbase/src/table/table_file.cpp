@@ -216,7 +216,12 @@ Status TableFile::append_record(const uint8_t* buf, LockOwner owner, const Retry
   const uint8_t eof = kEofMark;
   Status st = shared ? dbf_.write_through(record_offset(n), buf, header_.record_len)
                      : dbf_.write(record_offset(n), buf, header_.record_len);
-  if (st) st = shared ? dbf_.write_through(record_offset(n + 1), &eof, 1) : dbf_.write(record_offset(n + 1), &eof, 1);
+  // A cached run of appends writes its end-of-file mark once, at flush.
+  if (st && (shared || !dbf_.write_cache())) {
+    st = shared ? dbf_.write_through(record_offset(n + 1), &eof, 1) : dbf_.write(record_offset(n + 1), &eof, 1);
+  } else if (st) {
+    eof_pending_ = true;
+  }
   if (!st) {
     release();
     return st;
@@ -261,6 +266,11 @@ Status TableFile::write_memo(uint32_t* block, std::string_view value, uint32_t t
 }
 
 Status TableFile::flush() {
+  if (eof_pending_) {
+    const uint8_t eof = kEofMark;
+    XB_TRY(dbf_.write(record_offset(count_ + 1), &eof, 1));
+    eof_pending_ = false;
+  }
   if (memo_) XB_TRY(memo_->flush());
   XB_TRY(dbf_.flush());
   if (header_dirty_ && !options_.read_only) XB_TRY(write_header_count());

@@ -127,6 +127,7 @@ class TableFile {
   int32_t count_ = 0;
   bool header_dirty_ = false;  // count or date changed and not yet written
   bool stamped_ = false;       // update date set since open
+  bool eof_pending_ = false;   // cached appends owe the end-of-file mark
 
   std::unordered_map<int32_t, LockOwner> record_locks_;
   LockOwner file_owner_ = nullptr;
