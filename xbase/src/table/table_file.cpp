@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <thread>
 
 #include "io/endian.h"
@@ -189,7 +190,7 @@ Status TableFile::write_header_count() {
   return Status::ok();
 }
 
-Status TableFile::append_record(const uint8_t* buf, LockOwner owner, const RetryPolicy& retry,
+Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy& retry,
                                 int32_t* rec) {
   if (options_.read_only) return read_only_error(path());
   const bool shared = !options_.exclusive;
@@ -211,6 +212,10 @@ Status TableFile::append_record(const uint8_t* buf, LockOwner owner, const Retry
   if (count_ >= INT32_MAX - 1) {
     release();
     return Status(e4write, "table " + path() + " is full");
+  }
+  if (Status au = assign_autoincrements(buf); !au) {
+    release();
+    return au;
   }
   int32_t n = count_ + 1;
   const uint8_t eof = kEofMark;
@@ -241,6 +246,30 @@ Status TableFile::append_record(const uint8_t* buf, LockOwner owner, const Retry
   release();
   if (!st) return st;
   *rec = n;
+  return Status::ok();
+}
+
+// Hands out the next value of every autoincrement field and stores the
+// one after it in the field's descriptor. The caller holds the append lock;
+// on a shared file the descriptor is re-read, since another process may
+// have counted on since.
+Status TableFile::assign_autoincrements(uint8_t* buf) {
+  for (size_t i = 0; i < header_.fields.size(); ++i) {
+    FieldDesc& f = header_.fields[i];
+    if (!(f.flags & kFieldAutoinc) || f.storage != Storage::kInt32) continue;
+    const uint64_t at = 32 + 32 * i + 19;
+    if (!options_.exclusive) {
+      uint8_t word[4];
+      XB_TRY(dbf_.file().read_exact(at, word, 4));
+      f.autoinc_next = io::load_u32le(word);
+    }
+    io::store_u32le(buf + f.offset, f.autoinc_next);
+    f.autoinc_next += f.autoinc_step ? f.autoinc_step : 1;
+    uint8_t word[4];
+    io::store_u32le(word, f.autoinc_next);
+    XB_TRY(options_.exclusive ? dbf_.write(at, word, 4) : dbf_.write_through(at, word, 4));
+    if (header_.raw.size() >= at + 4) std::memcpy(header_.raw.data() + at, word, 4);
+  }
   return Status::ok();
 }
 

@@ -74,8 +74,9 @@ class TableFile {
   Status read_record(int32_t rec, uint8_t* buf);
   Status write_record(int32_t rec, const uint8_t* buf);
   // Appends `buf` as a new last record (taking the append lock on a shared
-  // file) and answers its number.
-  Status append_record(const uint8_t* buf, LockOwner owner, const RetryPolicy& retry, int32_t* rec);
+  // file) and answers its number. Autoincrement fields get their next
+  // values, in `buf` too, under the same lock.
+  Status append_record(uint8_t* buf, LockOwner owner, const RetryPolicy& retry, int32_t* rec);
   // Reads, then writes a memo value for a record being written.
   Status read_memo(uint32_t block, std::string* out, uint32_t* type);
   Status write_memo(uint32_t* block, std::string_view value, uint32_t type, const RetryPolicy& retry);
@@ -113,6 +114,7 @@ class TableFile {
   Status open_memo(const std::string& dbf_path);
   Status read_count_from_file(int32_t* out);
   Status write_header_count();
+  Status assign_autoincrements(uint8_t* buf);
   uint64_t record_offset(int32_t rec) const {
     return header_.header_len + uint64_t(rec - 1) * header_.record_len;
   }
