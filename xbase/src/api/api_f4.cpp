@@ -153,6 +153,8 @@ void f4assignNull(FIELD4* f) {
   }
   if (!begin_change(f)) return;
   xbase::table::set_null_bit(f->data->header(), fd.null_bit, f->data->record.data(), true);
+  // FoxPro also sets a null variable-length field's length bit.
+  xbase::table::set_null_bit(f->data->header(), fd.varlen_bit, f->data->record.data(), true);
   end_change(f, true);
 }
 

@@ -141,6 +141,11 @@ Status MemoFile::locate(uint32_t block, uint64_t file_size, Extent* ext, std::st
   uint64_t room = file_size - offset;
   if (kind_ == MemoKind::kDbt4) {
     uint32_t total = 0;
+    // The file ends inside a block header that has begun: damaged, not a
+    // value of those few bytes.
+    static constexpr uint8_t kMark[4] = {0xFF, 0xFF, 0x08, 0x00};
+    if (got < sizeof head && std::equal(head, head + std::min<size_t>(got, 4), kMark))
+      return corrupt(block, "the memo block header is cut short");
     // Files written the dBASE III way beside a dBASE IV table exist; their
     // memos have no block header and end at 0x1A.
     if (got < sizeof head || !decode_dbt4_block(head, &total))

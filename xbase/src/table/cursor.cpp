@@ -7,7 +7,6 @@
 using xbase::Status;
 using xbase::table::FieldDesc;
 
-const FieldDesc& FIELD4::desc() const { return data->header().fields[index]; }
 bool FIELD4::memo_current() const { return (memo_loaded || memo_pending) && memo_generation == data->generation; }
 bool FIELD4::memo_is_pending() const { return memo_pending && memo_generation == data->generation; }
 
@@ -185,10 +184,28 @@ int DATA4::write(int32_t rec) {
       return r4locked;
     temporary = true;
   }
-  int rc = store_memos(this, rec != rec_no);
+  // Another record gets copies of the memos, while the buffer keeps
+  // referring to its own record's blocks: were the copies' blocks left in
+  // it, the next write of this record would share them with the other one.
+  const bool other = rec != rec_no;
+  std::vector<uint8_t> own;
+  std::vector<bool> own_pending;
+  if (other) {
+    own = record;
+    for (auto& f : fields) own_pending.push_back(f->memo_pending);
+  }
+  int rc = store_memos(this, other);
   if (rc == 0) {
     Status st = table->write_record(rec, record.data());
     rc = result_of(c4, st);
+  }
+  if (other) {
+    for (size_t i = 0; i < fields.size(); ++i) {
+      const FieldDesc& fd = fields[i]->desc();
+      if (!fd.is_memo()) continue;
+      std::memcpy(record.data() + fd.offset, own.data() + fd.offset, fd.len);
+      fields[i]->memo_pending = own_pending[i];
+    }
   }
   if (temporary) table->unlock_record(this, rec);
   if (rc == 0) changed = false;

@@ -48,7 +48,8 @@ Storage storage_for(char type, uint32_t len, Family family) {
   switch (type) {
     case 'C': case 'V': return Storage::kText;
     case 'N': case 'F': return Storage::kNumber;
-    case 'D': return len == 8 ? Storage::kDate : Storage::kRaw;
+    // Some writers make D fields wider; the date is in the first eight bytes.
+    case 'D': return len >= 8 ? Storage::kDate : Storage::kRaw;
     case 'L': return Storage::kLogical;
     case 'M': case 'G': case 'P': case 'W':
       return len == 4 && vfp ? Storage::kMemoBinary : Storage::kMemoText;
@@ -117,7 +118,7 @@ uint16_t header_length_of(const uint8_t* data, size_t size) {
   return size < 32 ? 0 : io::load_u16le(data + 8);
 }
 
-Status parse_header(const uint8_t* data, size_t size, TableHeader* out) {
+Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableHeader* out) {
   TableHeader h;
   if (size < kLevel5Header) return Status(e4open, "not a table: the file is shorter than a header");
   h.version = data[0];
@@ -174,13 +175,18 @@ Status parse_header(const uint8_t* data, size_t size, TableHeader* out) {
   uint64_t sum = 1;
   for (const FieldDesc& f : h.fields) sum += f.len;
   if (sum != h.record_len && h.level == 5) {
+    // A high byte that would make its field longer than the record is
+    // garbage, not a length, even when another field's is a length.
+    auto wide_len = [&](size_t i) -> uint32_t {
+      uint32_t w = h.fields[i].len + 256u * byte17[i];
+      return h.fields[i].type == 'C' && w < h.record_len ? w : h.fields[i].len;
+    };
     uint64_t wide = 1;
-    for (size_t i = 0; i < h.fields.size(); ++i)
-      wide += h.fields[i].type == 'C' ? h.fields[i].len + 256u * byte17[i] : h.fields[i].len;
+    for (size_t i = 0; i < h.fields.size(); ++i) wide += wide_len(i);
     if (wide == h.record_len) {
       for (size_t i = 0; i < h.fields.size(); ++i)
-        if (h.fields[i].type == 'C' && byte17[i] != 0) {
-          h.fields[i].len += 256u * byte17[i];
+        if (wide_len(i) != h.fields[i].len) {
+          h.fields[i].len = wide_len(i);
           h.fields[i].dec = 0;
         }
       sum = wide;
@@ -188,6 +194,13 @@ Status parse_header(const uint8_t* data, size_t size, TableHeader* out) {
   }
   for (const FieldDesc& f : h.fields)
     if (f.len == 0) return bad("field " + f.name + " has length 0");
+  // Some writers store a record length that the fields overrun while the
+  // records in the file have the fields' length: the file's size decides.
+  if (sum > h.record_len && sum <= 65535 && file_size > h.header_len && h.record_count > 0) {
+    uint64_t body = file_size - h.header_len;
+    if (body == uint64_t(h.record_count) * sum || body == uint64_t(h.record_count) * sum + 1)
+      h.record_len = static_cast<uint16_t>(sum);
+  }
 
   // Offsets: FoxPro stores each field's displacement; trust it only when
   // every one lies inside the record.

@@ -98,8 +98,9 @@ struct TableHeader {
 // Parses `size` bytes of header (at least 32; the caller reads header_len
 // bytes once it knows it). Checks every length and offset against the
 // header and record lengths: e4data when they lie, e4open when the version
-// byte is not one this engine can honour.
-Status parse_header(const uint8_t* data, size_t size, TableHeader* out);
+// byte is not one this engine can honour. `file_size` (0 when unknown)
+// settles a record length that the fields overrun.
+Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableHeader* out);
 // Bytes 8-9 of a header prefix, or 0 when fewer than 32 bytes are given.
 uint16_t header_length_of(const uint8_t* data, size_t size);
 

@@ -100,7 +100,9 @@ double parse_number(const char* text, size_t len) {
   }
   size_t k = j;
   while (k < len && (text[k] == ' ' || text[k] == '\0')) ++k;
-  if (k == len && digits < 16) {
+  // Leading zeros after the point count as decimals without being digits,
+  // so `frac` is bounded only by the field's width.
+  if (k == len && digits < 16 && frac < int(std::size(kPow10))) {
     double v = static_cast<double>(mant) / kPow10[frac];
     return neg ? -v : v;
   }
@@ -210,6 +212,7 @@ int32_t field_long(const FieldDesc& f, const uint8_t* rec) {
     default: break;
   }
   double v = field_double(f, rec);
+  if (std::isnan(v)) return 0;  // stored doubles can hold any bit pattern
   if (v >= 2147483647.0) return 2147483647;
   if (v <= -2147483648.0) return -2147483647 - 1;
   return static_cast<int32_t>(v);

@@ -130,5 +130,8 @@ struct DATA4 {
   int read(int32_t rec);
 };
 
+// Inline: every field read and assignment passes here, several times per record.
+inline const xbase::table::FieldDesc& FIELD4::desc() const { return data->header().fields[index]; }
+
 // Rejects a null handle: stores e4parm where it can and answers false.
 inline bool handle_ok(const void* p) { return p != nullptr; }

@@ -1,7 +1,9 @@
 #include "table/table_file.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <thread>
 
@@ -45,7 +47,9 @@ Status TableFile::open(const std::string& path, const OpenOptions& options,
   uint16_t header_len = header_length_of(prefix, got);
   std::vector<uint8_t> raw(std::max<size_t>(header_len, 32));
   XB_TRY(file.read_at(0, raw.data(), raw.size(), &got));
-  Status st = parse_header(raw.data(), got, &t->header_);
+  uint64_t file_size = 0;
+  XB_TRY(file.size(&file_size));
+  Status st = parse_header(raw.data(), got, file_size, &t->header_);
   if (!st) return Status(st.code(), path + ": " + st.message());
   t->dbf_ = io::CachedFile(std::move(file));
   t->dbf_.set_caching(cache_wanted(options.optimize, options.exclusive || options.read_only),
@@ -63,16 +67,23 @@ Status TableFile::open_memo(const std::string& dbf_path) {
   using memo::MemoKind;
   MemoKind kind = memo_kind_for(header_);
   const bool fpt_first = kind == MemoKind::kFpt;
-  std::string fpt = io::resolve_case(io::path_replace_extension(dbf_path, "FPT"));
+  // A database container (.DBC) keeps its memos in a .DCT file of the FPT layout.
+  std::string ext = io::path_extension(dbf_path);
+  for (char& c : ext) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  const std::string fpt_ext = ext == "DBC" ? "DCT" : "FPT";
+  std::string fpt = io::resolve_case(io::path_replace_extension(dbf_path, fpt_ext));
   std::string dbt = io::resolve_case(io::path_replace_extension(dbf_path, "DBT"));
-  if (!io::file_exists(fpt)) fpt = io::resolve_case(io::path_replace_extension(dbf_path, "fpt"));
   if (!io::file_exists(dbt)) dbt = io::resolve_case(io::path_replace_extension(dbf_path, "dbt"));
   std::string chosen;
   if (fpt_first) chosen = io::file_exists(fpt) ? fpt : io::file_exists(dbt) ? dbt : "";
   else chosen = io::file_exists(dbt) ? dbt : io::file_exists(fpt) ? fpt : "";
-  if (chosen.empty())
-    return Status(e4open, "memo file of " + dbf_path + " is missing (" +
-                              io::path_base_name(fpt_first ? fpt : dbt) + (fpt_first ? ".FPT)" : ".DBT)"));
+  if (chosen.empty()) {
+    // The table still opens: its other fields are readable, and every use
+    // of a memo value reports the missing file.
+    memo_missing_ = "memo file " + io::path_replace_extension(dbf_path, fpt_first ? fpt_ext : "DBT") +
+                    " of table " + dbf_path + " is missing";
+    return Status::ok();
+  }
   bool is_fpt = chosen == fpt;
   if (is_fpt) {
     kind = MemoKind::kFpt;
@@ -102,6 +113,22 @@ Status TableFile::create(const std::string& path, const TableHeader& header, boo
   std::string target = io::resolve_case(path);
   const bool exists = io::file_exists(target);
   if (exists && safety) return Status(e4create, "cannot create " + target + ": it exists");
+  // The memo file is settled before the table is touched, so that a refusal
+  // leaves no half-made table behind.
+  memo::MemoKind kind = memo_kind_for(header);
+  std::string memo_path;
+  if (header.needs_memo) {
+    memo_path = io::path_replace_extension(target, kind == memo::MemoKind::kFpt ? "FPT" : "DBT");
+    // Keep the table's own letter case for its companion.
+    std::string ext = io::path_extension(target);
+    if (!ext.empty() && std::all_of(ext.begin(), ext.end(), [](char c) { return c >= 'a' && c <= 'z'; }))
+      memo_path = io::path_replace_extension(target, kind == memo::MemoKind::kFpt ? "fpt" : "dbt");
+    std::string existing = io::resolve_case(memo_path);
+    if (io::file_exists(existing)) {
+      if (safety) return Status(e4create, "cannot create " + existing + ": it exists");
+      memo_path = existing;
+    }
+  }
   io::File file;
   XB_TRY(file.open(target, exists ? io::OpenMode::kReadWrite : io::OpenMode::kCreateExclusive));
   // Claim the file before emptying it, so a table open elsewhere is never
@@ -120,20 +147,14 @@ Status TableFile::create(const std::string& path, const TableHeader& header, boo
   t->dbf_.set_caching(cache_wanted(options.optimize, options.exclusive),
                       cache_wanted(options.optimize_write, options.exclusive));
   if (header.needs_memo) {
-    memo::MemoKind kind = memo_kind_for(header);
-    std::string memo_path = io::path_replace_extension(target, kind == memo::MemoKind::kFpt ? "FPT" : "DBT");
-    // Keep the table's own letter case for its companion.
-    std::string ext = io::path_extension(target);
-    if (!ext.empty() && std::all_of(ext.begin(), ext.end(), [](char c) { return c >= 'a' && c <= 'z'; }))
-      memo_path = io::path_replace_extension(target, kind == memo::MemoKind::kFpt ? "fpt" : "dbt");
-    std::string existing = io::resolve_case(memo_path);
-    if (io::file_exists(existing)) {
-      if (safety) return Status(e4create, "cannot create " + existing + ": it exists");
-      memo_path = existing;
-    }
     io::File mf;
-    XB_TRY(mf.open(memo_path, io::OpenMode::kCreate));
-    XB_TRY(memo::MemoFile::create(std::move(mf), kind, 0, io::path_base_name(target), &t->memo_));
+    Status st = mf.open(memo_path, io::OpenMode::kCreate);
+    if (st) st = memo::MemoFile::create(std::move(mf), kind, 0, io::path_base_name(target), &t->memo_);
+    if (!st) {
+      // A table this call made is of no use without its memo file.
+      if (!exists) std::remove(target.c_str());
+      return st;
+    }
     t->memo_->file().set_caching(t->dbf_.read_cache(), t->dbf_.write_cache());
   }
   t->dbf_.set_before_write_back([raw_t = t.get()] {
@@ -152,6 +173,12 @@ Status TableFile::read_count_from_file(int32_t* out) {
   XB_TRY(dbf_.file().size(&size));
   uint64_t present = size > header_.header_len ? (size - header_.header_len) / header_.record_len : 0;
   uint64_t n = std::min(header_count, present);
+  // Records appended elsewhere (and their memos) lie past the end that a
+  // read cache of a shared file remembers: it must read the file anew.
+  if (!options_.exclusive && dbf_.read_cache() && n > static_cast<uint64_t>(count_)) {
+    XB_TRY(dbf_.invalidate());
+    if (memo_) XB_TRY(memo_->file().invalidate());
+  }
   *out = static_cast<int32_t>(std::min<uint64_t>(n, INT32_MAX - 1));
   return Status::ok();
 }
@@ -213,11 +240,21 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
     release();
     return Status(e4write, "table " + path() + " is full");
   }
+  int32_t n = count_ + 1;
+  // The new record's byte too: a file lock held elsewhere covers it in every
+  // scheme, the header byte not in the Clipper one.
+  if (shared && !wait_for_lock(retry, [&] { return dbf_.file().try_lock(scheme_.record_byte(n), 1, true); })) {
+    release();
+    return Status(r4locked, "record " + std::to_string(n) + " of " + path() + " is locked elsewhere");
+  }
+  auto release_new = [&] {
+    if (shared) release_os_range(scheme_.record_byte(n), 1);
+  };
   if (Status au = assign_autoincrements(buf); !au) {
+    release_new();
     release();
     return au;
   }
-  int32_t n = count_ + 1;
   const uint8_t eof = kEofMark;
   Status st = shared ? dbf_.write_through(record_offset(n), buf, header_.record_len)
                      : dbf_.write(record_offset(n), buf, header_.record_len);
@@ -228,6 +265,7 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
     eof_pending_ = true;
   }
   if (!st) {
+    release_new();
     release();
     return st;
   }
@@ -243,6 +281,7 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
   } else if (!dbf_.write_cache()) {
     st = write_header_count();
   }
+  release_new();
   release();
   if (!st) return st;
   *rec = n;
@@ -276,13 +315,15 @@ Status TableFile::assign_autoincrements(uint8_t* buf) {
 Status TableFile::read_memo(uint32_t block, std::string* out, uint32_t* type) {
   if (!memo_) {
     out->clear();
+    if (block != 0 && !memo_missing_.empty()) return Status(e4open, memo_missing_);
     return Status::ok();
   }
   return memo_->read(block, out, type);
 }
 
 Status TableFile::write_memo(uint32_t* block, std::string_view value, uint32_t type, const RetryPolicy& retry) {
-  if (!memo_) return Status(e4data, "table " + path() + " has no memo file");
+  if (!memo_) return Status(memo_missing_.empty() ? e4data : e4open,
+                            memo_missing_.empty() ? "table " + path() + " has no memo file" : memo_missing_);
   if (options_.read_only) return read_only_error(path());
   if (options_.exclusive) return memo_->write(block, value, type);
   io::File& f = memo_->file().file();
@@ -368,6 +409,7 @@ Status TableFile::zap(int32_t first, int32_t last) {
 
 Status TableFile::memo_compress() {
   XB_TRY(need_exclusive(*this, "memo compression"));
+  if (!memo_missing_.empty()) return Status(e4open, memo_missing_);
   if (!memo_) return Status::ok();
   struct Ref {
     uint32_t block;
@@ -388,15 +430,33 @@ Status TableFile::memo_compress() {
   std::sort(refs.begin(), refs.end(), [](const Ref& a, const Ref& b) {
     return a.block != b.block ? a.block < b.block : a.rec < b.rec;
   });
-  // Every value must read before anything moves.
+  // Every value must read before anything moves. The same pass finds where
+  // the live values end: past there a value may be parked.
   std::string value;
   uint32_t type = 0;
+  uint32_t park = 0;
+  XB_TRY(memo_->next_free(&park));
   for (size_t i = 0; i < refs.size(); ++i)
-    if (i == 0 || refs[i].block != refs[i - 1].block) XB_TRY(memo_->read(refs[i].block, &value, &type));
+    if (i == 0 || refs[i].block != refs[i - 1].block) {
+      XB_TRY(memo_->read(refs[i].block, &value, &type));
+      park = std::max<uint32_t>(park, refs[i].block + memo_->blocks_for(value.size()));
+    }
 
-  // Slide each value down to the lowest free block. A value moves only when
-  // its new place does not overlap its old one, and the record is repointed
-  // after the value is written, so a crash leaves every record readable.
+  // Slide each value down to the lowest free block. The records are
+  // repointed after the value is written and reach the file before a later
+  // value may cover the old place, so a crash leaves every record readable.
+  // A value whose new place overlaps its old one goes by way of the parking
+  // place, so that one whole copy exists at every instant.
+  auto relocate = [&](size_t first, size_t end, uint32_t to) -> Status {
+    XB_TRY(memo_->write_at(to, value, type));
+    XB_TRY(memo_->flush());
+    for (size_t k = first; k < end; ++k) {
+      XB_TRY(read_record(refs[k].rec, rec.data()));
+      store_memo_block(header_.fields[refs[k].field], rec.data(), to);
+      XB_TRY(dbf_.write(record_offset(refs[k].rec), rec.data(), rec.size()));
+    }
+    return dbf_.flush();
+  };
   uint32_t dest = memo_->first_data_block();
   size_t i = 0;
   while (i < refs.size()) {
@@ -408,16 +468,11 @@ Status TableFile::memo_compress() {
     if (src < dest) {
       // Overlaps a value already placed (damaged file): leave it be.
       dest = std::max(dest, src + n);
-    } else if (src == dest || dest + n > src) {
+    } else if (src == dest) {
       dest = src + n;
     } else {
-      XB_TRY(memo_->write_at(dest, value, type));
-      XB_TRY(memo_->flush());
-      for (size_t k = i; k < j; ++k) {
-        XB_TRY(read_record(refs[k].rec, rec.data()));
-        store_memo_block(header_.fields[refs[k].field], rec.data(), dest);
-        XB_TRY(dbf_.write(record_offset(refs[k].rec), rec.data(), rec.size()));
-      }
+      if (dest + n > src) XB_TRY(relocate(i, j, park));
+      XB_TRY(relocate(i, j, dest));
       dest += n;
     }
     i = j;

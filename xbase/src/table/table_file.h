@@ -124,6 +124,7 @@ class TableFile {
   LockScheme scheme_;
   io::CachedFile dbf_;
   std::unique_ptr<memo::MemoFile> memo_;
+  std::string memo_missing_;  // why memo values cannot be had, when the file is absent
   TableHeader header_;
   uint64_t dev_ = 0, ino_ = 0;
   int32_t count_ = 0;

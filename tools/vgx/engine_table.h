@@ -1,0 +1,118 @@
+// The tool's only contact with the engine: a context, one open table, its fields and record
+// values. Every C call of the engine is made in engine_table.cpp, so moving the tool onto another
+// layer replaces this pair of files and nothing else.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct CODE4;
+struct DATA4;
+struct FIELD4;
+
+namespace vgx {
+
+enum class TableFormat { fox, vfp, dbase, clipper };
+
+struct FieldDesc {
+  std::string name;
+  char type = 'C';
+  int len = 0;
+  int dec = 0;
+  bool nullable = false;
+};
+
+// One field value of the current record, as the tool shows it.
+struct CellValue {
+  std::string text;      // "" for null, blank dates and logicals, empty memos
+  bool numeric = false;  // right-aligned in tables
+  bool null = false;
+};
+
+// Whether the tool shows values of this field type as numbers (right-aligned).
+bool is_numeric_type(char type, int length);
+
+class Engine {
+ public:
+  Engine();
+  ~Engine();
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+
+  // False when the context could not be made; nothing else may be called then.
+  bool ok() const { return c4_ != nullptr; }
+
+  // Tables opened from now on are read-only and without their indexes.
+  void set_reading();
+  // Tables created from now on have this format (and its memo and index kinds).
+  void set_format(TableFormat format);
+  // The code page mark written into tables created from now on (0 none, 1 code page 437,
+  // 3 code page 1252).
+  void set_code_page_mark(int mark);
+
+  // The pending error as "text (error -30)", cleared afterwards; called after a failure, so a
+  // missing code is reported as such rather than as "".
+  std::string take_error();
+
+  CODE4* handle() const { return c4_; }
+
+ private:
+  CODE4* c4_;
+};
+
+class Table {
+ public:
+  // Null on failure, the reason left in the engine's error.
+  static std::unique_ptr<Table> open(Engine& engine, const std::string& path);
+  static std::unique_ptr<Table> create(Engine& engine, const std::string& path,
+                                       const std::vector<FieldDesc>& fields);
+  ~Table();
+  Table(const Table&) = delete;
+  Table& operator=(const Table&) = delete;
+
+  // Through the engine's field description array.
+  std::vector<FieldDesc> field_info() const;
+  int field_count() const { return static_cast<int>(fields_.size()); }
+  // Name, type, width and decimals of field `index` (0-based), from the field handle.
+  FieldDesc field_desc(int index) const;
+  // 0-based field number, -1 when absent.
+  int field_index(const std::string& name) const;
+  int32_t record_count() const;
+
+  // Record order walk: true while standing on a record. A false result with `failed()` set is an
+  // engine error (in the engine's error), otherwise the end of the table.
+  bool first();
+  bool next();
+  bool failed() const { return failed_; }
+  bool deleted() const;
+
+  // The value of field `index` (0-based) of the current record.
+  CellValue cell(int index) const;
+  double number(int index) const;
+  std::string text(int index) const;  // trailing blanks removed
+
+  // Appending: start, assign, then append. Assignments report failures through append().
+  bool append_start();
+  void assign_text(int index, const std::string& value);
+  void assign_long(int index, int32_t value);
+  void assign_double(int index, double value);
+  void assign_memo(int index, const std::string& value);
+  void mark_deleted();
+  bool append();
+
+  // Writes what is pending and closes; false on failure. The destructor closes too.
+  bool close();
+
+ private:
+  Table(Engine& engine, DATA4* data);
+  bool moved(int rc);
+
+  Engine& engine_;
+  DATA4* data_;
+  std::vector<FIELD4*> fields_;
+  mutable bool failed_ = false;  // also set by a memo read that fails inside cell()
+};
+
+}  // namespace vgx

@@ -1,0 +1,51 @@
+// vgx: the command-line program of the xBase engine. This file only dispatches.
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "report.h"
+
+namespace vgx {
+
+void print_usage(std::ostream& out) {
+  out << "Usage: vgx COMMAND [ARGUMENTS]\n"
+         "\n"
+         "Commands:\n"
+         "  info FILE                  what a table is: format, code page, counts, fields, memo\n"
+         "  dump FILE [--csv] [--deleted]\n"
+         "                             every record in record order, as an aligned table or as\n"
+         "                             CSV; --deleted adds deleted records and a _deleted column\n"
+         "  demo [--format fox|vfp|dbase|clipper] [--dir DIR]\n"
+         "                             writes a sample database (default: ./vgx-demo, FoxPro)\n"
+         "                             and shows what the other commands print for it\n"
+         "\n"
+         "  vgx --help                 this text\n"
+         "\n"
+         "Exit codes: 0 done, 1 bad command line, 2 a file or the engine failed.\n";
+}
+
+}  // namespace vgx
+
+int main(int argc, char** argv) {
+  if (argc < 2) {
+    vgx::print_usage(std::cerr);
+    return vgx::kExitUsage;
+  }
+  const std::string command = argv[1];
+  std::vector<std::string> args(argv + 2, argv + argc);
+  if (command == "--help" || command == "-h" || command == "help") {
+    vgx::print_usage(std::cout);
+    return vgx::kExitOk;
+  }
+  for (const auto& arg : args) {
+    if (arg == "--help" || arg == "-h") {
+      vgx::print_usage(std::cout);
+      return vgx::kExitOk;
+    }
+  }
+  if (command == "info") return vgx::run_info(args);
+  if (command == "dump") return vgx::run_dump(args);
+  if (command == "demo") return vgx::run_demo(args);
+  return vgx::usage_error("unknown command '" + command + "'");
+}

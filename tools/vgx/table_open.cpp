@@ -1,0 +1,61 @@
+#include "table_open.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "report.h"
+
+namespace vgx {
+namespace {
+
+// A name given without extension finds NAME.DBF in any letter case, as the engine's open does.
+std::string resolve_table_path(const std::string& name) {
+  std::error_code ec;
+  const std::filesystem::path path(name);
+  if (std::filesystem::exists(path, ec) || path.has_extension()) return name;
+  if (auto found = find_sibling_file(std::filesystem::path(name + ".DBF"), "DBF")) {
+    return found->string();
+  }
+  return name;
+}
+
+}  // namespace
+
+TableFormat reading_format(uint8_t version) {
+  if (is_fox_family(version)) return TableFormat::fox;
+  if (version == 0x83) return TableFormat::clipper;
+  if (is_dbase4_memo_family(version) || version == 0x04 || version == 0x05 || version == 0x43 ||
+      version == 0x63) {
+    return TableFormat::dbase;
+  }
+  return TableFormat::fox;
+}
+
+std::unique_ptr<OpenedTable> open_for_reading(Engine& engine, const std::string& name) {
+  auto opened = std::make_unique<OpenedTable>();
+  opened->path = resolve_table_path(name);
+  std::string error;
+  auto prefix = read_file_prefix(opened->path, kDbfHeaderPrefix, error);
+  if (!prefix) {
+    fail("cannot read '" + opened->path + "': " + error);
+    return nullptr;
+  }
+  opened->prefix = std::move(*prefix);
+  const auto header = parse_dbf_header(opened->prefix.bytes);
+  if (!header) {
+    fail("'" + opened->path + "' is not a table: it holds only " +
+         std::to_string(opened->prefix.file_size) + " bytes");
+    return nullptr;
+  }
+  opened->header = *header;
+  engine.set_reading();
+  engine.set_format(reading_format(header->version));
+  opened->table = Table::open(engine, opened->path);
+  if (!opened->table) {
+    fail("cannot open '" + opened->path + "': " + engine.take_error());
+    return nullptr;
+  }
+  return opened;
+}
+
+}  // namespace vgx

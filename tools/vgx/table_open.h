@@ -1,0 +1,27 @@
+// Opening an existing table for reading: find the file, check that it starts like a table, set
+// the context's format from its version byte (so the engine looks for the right memo kind), open.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "dbf_header_info.h"
+#include "engine_table.h"
+#include "file_probe.h"
+
+namespace vgx {
+
+struct OpenedTable {
+  std::string path;     // the file actually opened
+  FilePrefix prefix;    // its first bytes and its size
+  DbfHeaderInfo header;
+  std::unique_ptr<Table> table;
+};
+
+// The format a context needs to read a table with this version byte.
+TableFormat reading_format(uint8_t version);
+
+// Null after reporting the reason on stderr (exit code kExitFailure).
+std::unique_ptr<OpenedTable> open_for_reading(Engine& engine, const std::string& name);
+
+}  // namespace vgx
