@@ -149,10 +149,13 @@ namespace {
 int store_memos(DATA4* d, bool fresh) {
   for (auto& f : d->fields) {
     const FieldDesc& fd = f->desc();
-    if (!fd.is_memo()) continue;
+    // An untouched memo of a record written in place keeps its reference:
+    // no need to read it (the common case of every append).
+    const bool pending = f->memo_is_pending();
+    if (!fd.is_memo() || (!pending && !fresh)) continue;
     uint32_t block = xbase::table::field_memo_block(fd, d->record.data());
-    if (!f->memo_is_pending()) {
-      if (!fresh || block == 0) continue;
+    if (!pending) {
+      if (block == 0) continue;
       if (!f->memo_current()) {
         Status st = d->table->read_memo(block, &f->memo, nullptr);
         if (!st) return d->c4->fail(st);
