@@ -46,7 +46,10 @@ Status CachedFile::claim_slot(size_t* slot) {
       continue;
     }
     if (p.in_use) {
-      XB_TRY(write_back(p));
+      // A dirty victim sends every dirty page out, in ascending order: a
+      // lone page written early could land a moved record before the one
+      // that moved into its old place, and a crash would lose that one.
+      if (p.dirty_hi != p.dirty_lo) XB_TRY(flush());
       page_table_[p.number] = -1;
       p.in_use = false;
     }
@@ -161,15 +164,6 @@ Status CachedFile::write_through(uint64_t offset, const void* buf, size_t len) {
     p.valid = std::max<uint32_t>(p.valid, static_cast<uint32_t>(hi - page_start));
   }
   if (size_known_) size_ = std::max(size_, offset + len);
-  return Status::ok();
-}
-
-Status CachedFile::write_back(Page& page) {
-  if (page.dirty_hi == page.dirty_lo) return Status::ok();
-  if (before_write_back_) XB_TRY(before_write_back_());
-  XB_TRY(file_.write_at(page.number * kPageSize + page.dirty_lo, page.data.get() + page.dirty_lo,
-                        page.dirty_hi - page.dirty_lo));
-  page.dirty_lo = page.dirty_hi = 0;
   return Status::ok();
 }
 

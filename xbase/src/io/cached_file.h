@@ -67,7 +67,6 @@ class CachedFile {
 
   Status load_page(uint64_t number, Page** out);
   Status claim_slot(size_t* slot);
-  Status write_back(Page& page);
   Status refresh_size();
 
   File file_;
