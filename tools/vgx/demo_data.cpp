@@ -74,7 +74,7 @@ constexpr std::array<const char*, 8> kRemarks = {
 bool leap_year(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
 std::string date_text(int year, int month, int day) {
-  char buf[16];
+  char buf[40];  // room for any int, so the format can never be cut
   std::snprintf(buf, sizeof buf, "%04d%02d%02d", year, month, day);
   return buf;
 }
