@@ -58,6 +58,7 @@ DATA4* make_handle(CODE4* c4, std::shared_ptr<TableFile> table, const std::strin
     f->data = d.get();
     f->index = i;
     f->text.assign(fields[i].len + 1, '\0');
+    if (fields[i].is_memo()) d->memo_fields.push_back(f.get());
     d->fields.push_back(std::move(f));
   }
   DATA4* raw = d.get();

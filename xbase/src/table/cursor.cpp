@@ -147,12 +147,12 @@ namespace {
 // `fresh`: the record is new, or not the one the buffer came from, so no
 // memo block may be shared with another record and each value is copied.
 int store_memos(DATA4* d, bool fresh) {
-  for (auto& f : d->fields) {
+  for (FIELD4* f : d->memo_fields) {
     const FieldDesc& fd = f->desc();
     // An untouched memo of a record written in place keeps its reference:
     // no need to read it (the common case of every append).
     const bool pending = f->memo_is_pending();
-    if (!fd.is_memo() || (!pending && !fresh)) continue;
+    if (!pending && !fresh) continue;
     uint32_t block = xbase::table::field_memo_block(fd, d->record.data());
     if (!pending) {
       if (block == 0) continue;
@@ -219,9 +219,8 @@ int DATA4::append_start(int use_memo) {
   int rc = write_pending();
   if (rc != 0) return rc;
   if (read_only || table->read_only()) return c4->fail(e4access, "table " + table->path() + " is open read-only");
-  for (auto& f : fields) {
+  for (FIELD4* f : memo_fields) {
     const FieldDesc& fd = f->desc();
-    if (!fd.is_memo()) continue;
     if (use_memo) {
       // Carry the values over; they are written as new memos.
       if (!f->memo_current()) {
@@ -266,7 +265,7 @@ int DATA4::append_blank() {
   if (read_only || table->read_only()) return c4->fail(e4access, "table " + table->path() + " is open read-only");
   load_blank();
   append_pending = true;
-  for (auto& f : fields) {
+  for (FIELD4* f : memo_fields) {
     f->memo.clear();
     f->memo_loaded = true;
     f->memo_generation = generation;
@@ -278,7 +277,7 @@ int DATA4::blank() {
   if (!may_change()) return c4->error_code;
   xbase::table::blank_record(header(), record.data());
   record[0] = ' ';
-  for (auto& f : fields) {
+  for (FIELD4* f : memo_fields) {
     f->memo.clear();
     f->memo_loaded = true;
     f->memo_pending = false;

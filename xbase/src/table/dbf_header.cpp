@@ -136,7 +136,7 @@ Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableH
   const size_t slot = h.level == 7 ? kLevel7Desc : kLevel5Desc;
   if (h.header_len < first + 1) return bad("header length " + std::to_string(h.header_len) + " is too small");
   if (size < h.header_len) return bad("the file ends inside its header");
-  if (h.record_len < 2) return bad("record length " + std::to_string(h.record_len) + " is too small");
+  if (h.record_len < 1) return bad("record length 0 leaves no room for the deletion flag");
 
   std::vector<uint8_t> byte17;  // raw decimals bytes, for the Clipper long-C rule
   for (size_t pos = first; pos + slot <= h.header_len; pos += slot) {
@@ -165,10 +165,10 @@ Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableH
     }
     if (f.name.empty()) return bad("field " + std::to_string(h.fields.size() + 1) + " has no name");
     if (f.type < 0x20 || f.type > 0x7E) return bad("field " + f.name + " has an unreadable type");
-    if (f.len == 0 && !(f.type == 'C' && byte17.back() != 0)) return bad("field " + f.name + " has length 0");
     h.fields.push_back(std::move(f));
   }
-  if (h.fields.empty()) return bad("the table has no fields");
+  // A table without fields, and fields of width 0, exist in the wild: they
+  // hold nothing, and reading them costs nothing.
 
   // Clipper stores long character widths with the decimals byte as the high
   // byte; take that reading only when it makes the fields fill the record.
@@ -192,8 +192,6 @@ Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableH
       sum = wide;
     }
   }
-  for (const FieldDesc& f : h.fields)
-    if (f.len == 0) return bad("field " + f.name + " has length 0");
   // Some writers store a record length that the fields overrun while the
   // records in the file have the fields' length: the file's size decides.
   if (sum > h.record_len && sum <= 65535 && file_size > h.header_len && h.record_count > 0) {

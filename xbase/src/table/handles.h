@@ -92,6 +92,7 @@ struct DATA4 {
   bool read_only = false;
   std::vector<uint8_t> record;
   std::vector<std::unique_ptr<FIELD4>> fields;  // user fields in order
+  std::vector<FIELD4*> memo_fields;              // the memo ones among them
   int32_t rec_no = 0;
   bool bof = false;
   bool eof = true;

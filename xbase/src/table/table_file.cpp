@@ -80,8 +80,8 @@ Status TableFile::open_memo(const std::string& dbf_path) {
   if (chosen.empty()) {
     // The table still opens: its other fields are readable, and every use
     // of a memo value reports the missing file.
-    memo_missing_ = "memo file " + io::path_replace_extension(dbf_path, fpt_first ? fpt_ext : "DBT") +
-                    " of table " + dbf_path + " is missing";
+    memo_unusable_ = Status(e4open, "memo file " + io::path_replace_extension(dbf_path, fpt_first ? fpt_ext : "DBT") +
+                                        " of table " + dbf_path + " is missing");
     return Status::ok();
   }
   bool is_fpt = chosen == fpt;
@@ -102,7 +102,11 @@ Status TableFile::open_memo(const std::string& dbf_path) {
   io::File file;
   XB_TRY(file.open(chosen, options_.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite));
   Status st = memo::MemoFile::open(std::move(file), kind, &memo_);
-  if (!st) return st;
+  if (!st) {
+    memo_.reset();
+    memo_unusable_ = st;
+    return Status::ok();
+  }
   memo_->file().set_caching(dbf_.read_cache(), dbf_.write_cache());
   return Status::ok();
 }
@@ -293,6 +297,7 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
 // on a shared file the descriptor is re-read, since another process may
 // have counted on since.
 Status TableFile::assign_autoincrements(uint8_t* buf) {
+  if (!(header_.version == 0x31 || header_.version == 0x32)) return Status::ok();  // no counters
   for (size_t i = 0; i < header_.fields.size(); ++i) {
     FieldDesc& f = header_.fields[i];
     if (!(f.flags & kFieldAutoinc) || f.storage != Storage::kInt32) continue;
@@ -315,15 +320,14 @@ Status TableFile::assign_autoincrements(uint8_t* buf) {
 Status TableFile::read_memo(uint32_t block, std::string* out, uint32_t* type) {
   if (!memo_) {
     out->clear();
-    if (block != 0 && !memo_missing_.empty()) return Status(e4open, memo_missing_);
+    if (block != 0 && !memo_unusable_.is_ok()) return memo_unusable_;
     return Status::ok();
   }
   return memo_->read(block, out, type);
 }
 
 Status TableFile::write_memo(uint32_t* block, std::string_view value, uint32_t type, const RetryPolicy& retry) {
-  if (!memo_) return Status(memo_missing_.empty() ? e4data : e4open,
-                            memo_missing_.empty() ? "table " + path() + " has no memo file" : memo_missing_);
+  if (!memo_) return memo_unusable_.is_ok() ? Status(e4data, "table " + path() + " has no memo file") : memo_unusable_;
   if (options_.read_only) return read_only_error(path());
   if (options_.exclusive) return memo_->write(block, value, type);
   io::File& f = memo_->file().file();
@@ -409,7 +413,7 @@ Status TableFile::zap(int32_t first, int32_t last) {
 
 Status TableFile::memo_compress() {
   XB_TRY(need_exclusive(*this, "memo compression"));
-  if (!memo_missing_.empty()) return Status(e4open, memo_missing_);
+  if (!memo_unusable_.is_ok()) return memo_unusable_;
   if (!memo_) return Status::ok();
   struct Ref {
     uint32_t block;

@@ -124,7 +124,9 @@ class TableFile {
   LockScheme scheme_;
   io::CachedFile dbf_;
   std::unique_ptr<memo::MemoFile> memo_;
-  std::string memo_missing_;  // why memo values cannot be had, when the file is absent
+  // Why memo values cannot be had when the memo file is absent or its
+  // header is damaged; the table still opens for its other fields.
+  Status memo_unusable_;
   TableHeader header_;
   uint64_t dev_ = 0, ino_ = 0;
   int32_t count_ = 0;
