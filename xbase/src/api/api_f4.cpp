@@ -21,7 +21,8 @@ bool begin_change(FIELD4* f) {
 
 void end_change(FIELD4* f, bool keep_null = false) {
   const FieldDesc& fd = f->desc();
-  if (!keep_null) xbase::table::set_null_bit(f->data->header(), fd.null_bit, f->data->record.data(), false);
+  if (!keep_null && fd.null_bit >= 0)
+    xbase::table::set_null_bit(f->data->header(), fd.null_bit, f->data->record.data(), false);
   f->data->changed = true;
 }
 
@@ -122,7 +123,7 @@ void f4assignN(FIELD4* f, const char* text, unsigned len) {
 }
 
 void f4assign(FIELD4* f, const char* text) {
-  f4assignN(f, text, text ? static_cast<unsigned>(strnlen(text, 1u << 30)) : 0u);
+  f4assignN(f, text, text ? static_cast<unsigned>(std::strlen(text)) : 0u);
 }
 
 void f4assignLong(FIELD4* f, int32_t value) {

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -58,7 +59,7 @@ class CachedFile {
  private:
   struct Page {
     uint64_t number = 0;
-    std::unique_ptr<uint8_t[]> data;
+    uint8_t* data = nullptr;  // kPageSize bytes inside one of chunks_
     uint32_t valid = 0;  // bytes of the page that hold file content
     uint32_t dirty_lo = 0, dirty_hi = 0;
     bool referenced = false;
@@ -68,11 +69,19 @@ class CachedFile {
   Status load_page(uint64_t number, Page** out);
   Status claim_slot(size_t* slot);
   Status refresh_size();
+  uint8_t* new_page_memory();
+
+  struct FreeChunk {
+    void operator()(uint8_t* p) const noexcept { std::free(p); }
+  };
+  static constexpr size_t kChunkSize = size_t(2) << 20;
 
   File file_;
   bool read_cache_ = false;
   bool write_cache_ = false;
   size_t max_pages_ = kDefaultBudget / kPageSize;
+  std::vector<std::unique_ptr<uint8_t, FreeChunk>> chunks_;
+  size_t pages_in_last_chunk_ = 0;
   std::vector<Page> pages_;
   std::vector<int32_t> page_table_;  // page number -> index in pages_, -1 absent
   size_t clock_hand_ = 0;

@@ -1,6 +1,7 @@
 // DATA4: a cursor over a shared table file.
 #include <cstring>
 
+#include "index/table_indexes.h"
 #include "table/field_codec.h"
 #include "table/handles.h"
 
@@ -80,6 +81,7 @@ int DATA4::go_eof() {
 int DATA4::top() {
   int rc = write_pending();
   if (rc != 0) return rc;
+  if (tag) return tag_top(false);
   if (count(true) < 1) {
     go_eof();
     bof = true;
@@ -91,6 +93,7 @@ int DATA4::top() {
 int DATA4::bottom() {
   int rc = write_pending();
   if (rc != 0) return rc;
+  if (tag) return tag_top(true);
   int32_t n = count(true);
   if (n < 1) {
     go_eof();
@@ -109,6 +112,7 @@ int DATA4::skip(int32_t n) {
     rec_no = table->cached_count() + 1;
     eof = true;
   }
+  if (tag) return tag_skip(n);
   int64_t target = int64_t(rec_no) + n;
   if (target > table->cached_count() && target > count(true)) {
     go_eof();
@@ -128,7 +132,7 @@ int DATA4::skip(int32_t n) {
   return read(static_cast<int32_t>(target));
 }
 
-bool DATA4::may_change() {
+bool DATA4::may_change_checked() {
   if (read_only || table->read_only()) {
     c4->fail(e4access, "table " + table->path() + " is open read-only");
     return false;
@@ -197,10 +201,26 @@ int DATA4::write(int32_t rec) {
     own = record;
     for (auto& f : fields) own_pending.push_back(f->memo_pending);
   }
-  int rc = store_memos(this, other);
+  // Keys are worked out (and a unique tag may refuse them) before anything
+  // is written; they move after the record is.
+  xbase::index::TableIndexes* indexes = table->indexes();
+  if (indexes && indexes->empty()) indexes = nullptr;
+  int rc = 0;
+  if (indexes) rc = result_of(c4, indexes->begin_update(this, rec, false));
+  if (rc != 0) {
+    if (temporary) table->unlock_record(this, rec);
+    return rc;
+  }
+  rc = store_memos(this, other);
   if (rc == 0) {
     Status st = table->write_record(rec, record.data());
     rc = result_of(c4, st);
+  }
+  if (indexes && rc != 0) indexes->abandon_update();
+  if (indexes && rc == 0) {
+    bool left_out = false;
+    rc = result_of(c4, indexes->finish_update(rec, &left_out));
+    if (rc == 0 && left_out) rc = r4uniqueContinue;
   }
   if (other) {
     for (size_t i = 0; i < fields.size(); ++i) {
@@ -211,7 +231,7 @@ int DATA4::write(int32_t rec) {
     }
   }
   if (temporary) table->unlock_record(this, rec);
-  if (rc == 0) changed = false;
+  if (rc == 0 || rc == r4uniqueContinue) changed = false;
   return rc;
 }
 
@@ -245,13 +265,36 @@ int DATA4::append_start(int use_memo) {
 int DATA4::append() {
   if (read_only || table->read_only()) return c4->fail(e4access, "table " + table->path() + " is open read-only");
   bool fresh_buffer = !append_pending;
+  xbase::index::TableIndexes* indexes = table->indexes();
+  if (indexes && indexes->empty()) indexes = nullptr;
+  if (indexes) {
+    int rc = result_of(c4, indexes->begin_update(this, 0, true));
+    if (rc != 0) return rc;
+  }
   int rc = store_memos(this, fresh_buffer);
-  if (rc != 0) return rc;
+  if (rc != 0) {
+    if (indexes) indexes->abandon_update();
+    return rc;
+  }
   int32_t rec = 0;
   // A started append has fresh blocks for its pending memos; others were
   // copied above. Both are in the memo file before the record is added.
   Status st = table->append_record(record.data(), this, c4->internal_retry(), &rec);
-  if (!st) return result_of(c4, st);
+  if (!st) {
+    if (indexes) indexes->abandon_update();
+    return result_of(c4, st);
+  }
+  if (indexes) {
+    // A continue-mode unique tag leaves the record out; the append stands.
+    bool left_out = false;
+    st = indexes->finish_update(rec, &left_out);
+    if (!st) {
+      rec_no = rec;
+      append_pending = false;
+      changed = false;
+      return result_of(c4, st);
+    }
+  }
   rec_no = rec;
   append_pending = false;
   changed = false;

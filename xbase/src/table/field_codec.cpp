@@ -1,5 +1,6 @@
 #include "table/field_codec.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -77,44 +78,37 @@ double bits_double(uint64_t u) {
 }  // namespace
 
 double parse_number(const char* text, size_t len) {
-  size_t i = 0;
-  while (i < len && (text[i] == ' ' || text[i] == '\0')) ++i;
+  const char* p = text;
+  const char* const e = text + len;
+  while (p < e && (*p == ' ' || *p == '\0')) ++p;
+  const char* const start = p;
   bool neg = false;
-  if (i < len && (text[i] == '-' || text[i] == '+')) neg = text[i++] == '-';
+  if (p < e && (*p == '-' || *p == '+')) neg = *p++ == '-';
   uint64_t mant = 0;
-  int digits = 0, frac = 0;
-  bool dot = false;
-  size_t j = i;
-  for (; j < len; ++j) {
-    char c = text[j];
-    if (c >= '0' && c <= '9') {
-      if (digits >= 18) break;
-      mant = mant * 10 + static_cast<uint64_t>(c - '0');
-      if (mant) ++digits;
-      if (dot) ++frac;
-    } else if (c == '.' && !dot) {
-      dot = true;
-    } else {
-      break;
-    }
+  const char* digits = p;
+  while (p < e && static_cast<unsigned>(*p - '0') < 10) mant = mant * 10 + static_cast<unsigned>(*p++ - '0');
+  size_t count = static_cast<size_t>(p - digits);
+  size_t frac = 0;
+  if (p < e && *p == '.') {
+    const char* f = ++p;
+    while (p < e && static_cast<unsigned>(*p - '0') < 10) mant = mant * 10 + static_cast<unsigned>(*p++ - '0');
+    frac = static_cast<size_t>(p - f);
+    count += frac;
   }
-  size_t k = j;
-  while (k < len && (text[k] == ' ' || text[k] == '\0')) ++k;
-  // Leading zeros after the point count as decimals without being digits,
-  // so `frac` is bounded only by the field's width.
-  if (k == len && digits < 16 && frac < int(std::size(kPow10))) {
+  while (p < e && (*p == ' ' || *p == '\0')) ++p;
+  if (p == e && count <= 15) {
+    // Exact: both operands are exact doubles and the division rounds once.
     double v = static_cast<double>(mant) / kPow10[frac];
     return neg ? -v : v;
   }
   // Exponents, long mantissas and other oddities: the library parser on a
   // bounded copy.
   char buf[64];
-  size_t n = len - i < sizeof buf - 1 ? len - i : sizeof buf - 1;
-  std::memcpy(buf, text + i, n);
+  size_t n = std::min<size_t>(static_cast<size_t>(e - start), sizeof buf - 1);
+  std::memcpy(buf, start, n);
   buf[n] = 0;
   double v = std::strtod(buf, nullptr);
-  if (!std::isfinite(v)) v = 0;
-  return neg ? -v : v;
+  return std::isfinite(v) ? v : 0;
 }
 
 int32_t parse_long(const char* text, size_t len) {
@@ -127,45 +121,44 @@ int32_t parse_long(const char* text, size_t len) {
 bool format_number(double value, uint32_t width, uint32_t dec, char* out) {
   if (width == 0) return true;
   if (dec > 0 && dec + 2 > width) dec = width >= 2 ? width - 2 : 0;
-  if (!std::isfinite(value)) {
-    std::memset(out, '*', width);
-    return false;
-  }
-  const double scaled = std::fabs(value) * (dec < 23 ? kPow10[dec] : 1e22);
-  char tmp[64];
-  size_t n;
-  if (scaled < 9.0e15) {
-    // Round half away from zero on the scaled integer, as xBase does.
-    // The nudge makes values such as 2.675 (stored as 2.67499999...) round
-    // up as their decimal text says.
-    auto u = static_cast<uint64_t>(scaled + 0.5 + 1e-9 + scaled * 4e-16);
-    char digits[24];
-    size_t nd = 0;
-    do {
-      digits[nd++] = static_cast<char>('0' + u % 10);
-      u /= 10;
-    } while (u);
-    while (nd <= dec) digits[nd++] = '0';  // at least one digit before the point
-    n = 0;
-    bool neg = value < 0;
-    bool zero = true;
-    for (size_t i = 0; i < nd; ++i) zero &= digits[i] == '0';
-    if (neg && !zero) tmp[n++] = '-';
-    for (size_t i = nd; i-- > 0;) {
-      tmp[n++] = digits[i];
-      if (dec && i == dec) tmp[n++] = '.';
-    }
-  } else {
-    int r = std::snprintf(tmp, sizeof tmp, "%.*f", static_cast<int>(dec), value);
-    n = r < 0 ? sizeof tmp : static_cast<size_t>(r);
-  }
-  if (n > width) {
+  auto overflow = [&] {
     std::memset(out, '*', width);
     if (dec && width > dec) out[width - dec - 1] = '.';
     return false;
+  };
+  if (!std::isfinite(value)) return overflow();
+  const double scaled = std::fabs(value) * (dec < 23 ? kPow10[dec] : 1e22);
+  if (scaled >= 9.0e15) {
+    // Beyond exact integers: the library formatter, then the same fitting.
+    char tmp[400];
+    int r = std::snprintf(tmp, sizeof tmp, "%.*f", static_cast<int>(dec), value);
+    auto n = static_cast<size_t>(r < 0 ? 0 : r);
+    if (r < 0 || n > width) return overflow();
+    std::memset(out, ' ', width - n);
+    std::memcpy(out + (width - n), tmp, n);
+    return true;
   }
-  std::memset(out, ' ', width - n);
-  std::memcpy(out + (width - n), tmp, n);
+  // Round half away from zero on the scaled integer, as xBase does; the
+  // nudge makes values such as 2.675 (stored as 2.67499999...) round up as
+  // their decimal text says. Digits go straight into the field, right to left.
+  auto u = static_cast<uint64_t>(scaled + 0.5 + 1e-9 + scaled * 4e-16);
+  const bool neg = value < 0 && u != 0;
+  int64_t i = static_cast<int64_t>(width) - 1;
+  for (uint32_t d = 0; d < dec; ++d) {
+    out[i--] = static_cast<char>('0' + u % 10);
+    u /= 10;
+  }
+  if (dec) out[i--] = '.';
+  do {
+    if (i < 0) return overflow();
+    out[i--] = static_cast<char>('0' + u % 10);
+    u /= 10;
+  } while (u);
+  if (neg) {
+    if (i < 0) return overflow();
+    out[i--] = '-';
+  }
+  while (i >= 0) out[i--] = ' ';
   return true;
 }
 
@@ -421,6 +414,12 @@ void store_long(const TableHeader& h, const FieldDesc& f, uint8_t* rec, int32_t 
 
 void store_text(const TableHeader& h, const FieldDesc& f, uint8_t* rec, const char* text, size_t len) {
   uint8_t* p = rec + f.offset;
+  if (f.storage == Storage::kText && f.varlen_bit < 0) {  // the common case first
+    size_t n = len < f.len ? len : f.len;
+    std::memcpy(p, text, n);
+    std::memset(p + n, ' ', f.len - n);
+    return;
+  }
   switch (f.storage) {
     case Storage::kNumber: {
       // Right-align the trimmed number so the field stays a valid number.

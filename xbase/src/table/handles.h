@@ -15,6 +15,11 @@
 struct CODE4;
 struct DATA4;
 
+namespace xbase::index {
+class Tag;
+class TagCursor;
+}  // namespace xbase::index
+
 struct FIELD4 {
   DATA4* data = nullptr;
   size_t index = 0;  // in the table header's field list
@@ -125,10 +130,25 @@ struct DATA4 {
   int unlock();
 
   // Whether a change to the current record may go ahead (lock enforcement).
-  bool may_change();
+  bool may_change() {
+    // The common case, a writable table without lock enforcement, inline.
+    if (!read_only && !table->read_only() && !c4->settings.lock_enforce) return true;
+    return may_change_checked();
+  }
+  bool may_change_checked();
   void mark_changed() { changed = true; }
   void load_blank();
   int read(int32_t rec);
+
+  // Index order (index/tag_navigation.cpp): the selected tag, null for
+  // record order, and this handle's position in it.
+  xbase::index::Tag* tag = nullptr;
+  std::shared_ptr<xbase::index::TagCursor> tag_cursor;
+  int select_tag(xbase::index::Tag* t);
+  int tag_top(bool last);
+  int tag_skip(int32_t n);
+  // d4seek and friends: `next` continues through equal keys.
+  int seek(const char* key, size_t len, bool next);
 };
 
 // Inline: every field read and assignment passes here, several times per record.

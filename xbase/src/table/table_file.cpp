@@ -7,6 +7,7 @@
 #include <cstring>
 #include <thread>
 
+#include "index/table_indexes.h"
 #include "io/endian.h"
 #include "table/field_codec.h"
 #include "vgxbase/xbase.h"
@@ -339,7 +340,23 @@ Status TableFile::write_memo(uint32_t* block, std::string_view value, uint32_t t
   return st;
 }
 
+index::TableIndexes* TableFile::make_indexes(CODE4* c4) {
+  if (!indexes_) indexes_ = std::make_unique<index::TableIndexes>(c4, this);
+  return indexes_.get();
+}
+
+Status TableFile::set_table_flags(uint8_t bits, bool on) {
+  if (options_.read_only) return read_only_error(path());
+  const uint8_t flags = on ? (header_.table_flags | bits) : (header_.table_flags & ~bits);
+  if (flags == header_.table_flags) return Status::ok();
+  XB_TRY(dbf_.write_through(28, &flags, 1));
+  header_.table_flags = flags;
+  if (header_.raw.size() > 28) header_.raw[28] = flags;
+  return Status::ok();
+}
+
 Status TableFile::flush() {
+  if (indexes_ && !options_.read_only) XB_TRY(indexes_->flush());
   if (eof_pending_) {
     const uint8_t eof = kEofMark;
     XB_TRY(dbf_.write(record_offset(count_ + 1), &eof, 1));
@@ -408,7 +425,8 @@ Status TableFile::zap(int32_t first, int32_t last) {
   XB_TRY(write_header_count());
   const uint8_t eof = kEofMark;
   XB_TRY(dbf_.write_through(record_offset(kept + 1), &eof, 1));
-  return dbf_.truncate(record_offset(kept + 1) + 1);
+  XB_TRY(dbf_.truncate(record_offset(kept + 1) + 1));
+  return indexes_ ? indexes_->rebuild(nullptr) : Status::ok();
 }
 
 Status TableFile::memo_compress() {

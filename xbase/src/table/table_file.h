@@ -27,6 +27,12 @@
 #include "table/dbf_header.h"
 #include "table/lock_scheme.h"
 
+struct CODE4;
+
+namespace xbase::index {
+class TableIndexes;
+}
+
 namespace xbase::table {
 
 using LockOwner = const void*;
@@ -86,7 +92,15 @@ class TableFile {
   // Forgets cached pages so that other processes' writes are seen.
   Status refresh();
 
-  // Exclusive maintenance.
+  // The index files open on the table, kept up to date by every change of
+  // every handle; null until the first one opens. make_indexes creates the
+  // set (its evaluation handle reports to `c4`).
+  index::TableIndexes* indexes() { return indexes_.get(); }
+  index::TableIndexes* make_indexes(CODE4* c4);
+  // Sets or clears bits of the header's table flags (byte 28).
+  Status set_table_flags(uint8_t bits, bool on);
+
+  // Exclusive maintenance. Pack and zap rebuild the open indexes.
   Status pack();
   Status zap(int32_t first, int32_t last);
   Status memo_compress();
@@ -137,6 +151,8 @@ class TableFile {
   std::unordered_map<int32_t, LockOwner> record_locks_;
   LockOwner file_owner_ = nullptr;
   LockOwner append_owner_ = nullptr;
+  // Last, so that the index files close before the table does.
+  std::unique_ptr<index::TableIndexes> indexes_;
 };
 
 }  // namespace xbase::table
