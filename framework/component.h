@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ class TObject {
   TObject& operator=(const TObject&) = delete;
   virtual ~TObject() = default;
 };
+
+// An event that only names its sender.
+using TNotifyEvent = std::function<void(TObject* sender)>;
 
 class TPersistent : public TObject {
  public:

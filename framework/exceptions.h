@@ -36,6 +36,34 @@ class EConvertError : public Exception {
   using Exception::Exception;
 };
 
+// A variant that cannot become the type asked for, or overflows it.
+class EVariantError : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+// A list index out of range or an operation the list refuses.
+class EListError : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+class EStringListError : public EListError {
+ public:
+  using EListError::EListError;
+};
+
+// A file that cannot be opened or created.
+class EFOpenError : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+class EFCreateError : public Exception {
+ public:
+  using Exception::Exception;
+};
+
 // Raises a silent abort.
 [[noreturn]] inline void Abort() { throw EAbort(); }
 

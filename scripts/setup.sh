@@ -7,7 +7,7 @@ set -euo pipefail
 required=(
   build-essential cmake g++ clang libclang-rt-14-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-  python3 python3-dbf python3-dbfread
+  python3 python3-dbf python3-dbfread libdbd-xbase-perl
   shapelib pgdbf
 )
 # Nice to have: the build falls back to make without it.

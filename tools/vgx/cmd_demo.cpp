@@ -201,6 +201,24 @@ void print_summary(const Summary& sum, std::ostream& out) {
   out << "  Cancelled orders kept as deleted records: " << sum.deleted_orders << "\n\n";
 }
 
+std::string spaced_letters(const std::string& letters) {
+  std::string text;
+  for (char c : letters) {
+    if (!text.empty()) text += ' ';
+    text += c;
+  }
+  return text;
+}
+
+void print_engine_settings(const EngineSettings& settings, std::ostream& out) {
+  out << "Engine settings, as the engine component that wrote the tables answers them\n";
+  out << "  Table format:       " << settings.table_format << '\n';
+  out << "  Index extension:    " << settings.index_extension << '\n';
+  out << "  Valid field types:  " << spaced_letters(settings.valid_field_types) << '\n';
+  out << "  Memo field types:   " << spaced_letters(settings.memo_field_types) << '\n';
+  out << "  Null flags:         " << (settings.null_fields ? "yes" : "no") << "\n\n";
+}
+
 void print_files(const std::filesystem::path& folder, std::ostream& out) {
   const std::vector<FileEntry> files = list_demo_files(folder);
   std::size_t name_width = 0;
@@ -269,17 +287,20 @@ int run_demo(const std::vector<std::string>& args) {
   if (!prepare_demo_folder(folder, error)) return fail(error);
   const std::string customers = (folder / kCustomerFile).string();
   const std::string orders = (folder / kOrderFile).string();
+  EngineSettings settings;
   {
     Engine writer;
     if (!writer.ok()) return fail("the engine could not start");
     writer.set_format(format->format);
     writer.set_code_page_mark(format->code_page_mark);
+    settings = writer.settings();
     if (!write_customers(writer, customers, format->format)) return kExitFailure;
     if (!write_orders(writer, orders, format->format)) return kExitFailure;
   }
 
   std::ostream& out = std::cout;
   out << "vgx demo: a small " << format->label << " database in " << folder_name << "/\n\n";
+  print_engine_settings(settings, out);
   print_files(folder, out);
 
   Engine reader;

@@ -3,16 +3,29 @@
 #include <vgxbase/xbase.h>
 
 #include "dbf_header_info.h"
+#include "engine/Vgeng.h"
 #include "value_format.h"
 
 namespace vgx {
 namespace {
 
-constexpr int kFormatFox = 1;
-constexpr int kFormatClipper = 2;
-constexpr int kFormatDbase = 4;
-constexpr int kFoxProLevel2 = 26;
-constexpr int kFoxProLevel3 = 30;
+vg::TCodePage code_page_of_mark(int mark) {
+  switch (mark) {
+    case 1: return vg::cpMSDOS;
+    case 3: return vg::cpANSI;
+    default: return vg::cpNone;
+  }
+}
+
+std::string format_name(vg::TIndexFormat format) {
+  switch (format) {
+    case vg::ifFox: return "FoxPro";
+    case vg::ifClipper: return "Clipper";
+    case vg::ifdBASE: return "dBASE IV";
+    case vg::ifUnknown: break;
+  }
+  return "unknown";
+}
 
 std::string raw_text(FIELD4* field) {
   const char* text = f4str(field);
@@ -48,14 +61,19 @@ bool is_numeric_type(char type, int length) {
   }
 }
 
-Engine::Engine() : c4_(code4initP()) {
-  // The tool reports errors itself, with the engine's text.
-  if (c4_ != nullptr) code4errOff(c4_, 1);
+Engine::Engine() : engine_(std::make_unique<vg::TVGEngine>(nullptr)) {
+  // The engine stays silent (its default): the tool reports errors itself, with the engine's
+  // text. One user, so a record need not be locked before it changes.
+  engine_->SetLockEnforce(false);
+  try {
+    engine_->Start();
+    c4_ = engine_->EngineHandle();
+  } catch (const vg::EVGError&) {
+    c4_ = nullptr;
+  }
 }
 
-Engine::~Engine() {
-  if (c4_ != nullptr) code4initUndo(c4_);
-}
+Engine::~Engine() = default;
 
 void Engine::set_reading() {
   code4readOnly(c4_, 1);
@@ -65,27 +83,37 @@ void Engine::set_reading() {
 void Engine::set_format(TableFormat format) {
   switch (format) {
     case TableFormat::fox:
-      code4indexFormat(c4_, kFormatFox);
-      code4compatibility(c4_, kFoxProLevel2);
+      engine_->SetTableFormat(vg::tfFox);
+      engine_->SetFoxProVersion(vg::fpv26);
       break;
     case TableFormat::vfp:
-      code4indexFormat(c4_, kFormatFox);
-      code4compatibility(c4_, kFoxProLevel3);
+      engine_->SetTableFormat(vg::tfFox);
+      engine_->SetFoxProVersion(vg::fpv30);
       break;
-    case TableFormat::dbase: code4indexFormat(c4_, kFormatDbase); break;
-    case TableFormat::clipper: code4indexFormat(c4_, kFormatClipper); break;
+    case TableFormat::dbase: engine_->SetTableFormat(vg::tfdBASE); break;
+    case TableFormat::clipper: engine_->SetTableFormat(vg::tfClipper); break;
   }
 }
 
-void Engine::set_code_page_mark(int mark) { code4codePage(c4_, mark); }
+void Engine::set_code_page_mark(int mark) { engine_->SetCodePage(code_page_of_mark(mark)); }
+
+EngineSettings Engine::settings() const {
+  EngineSettings result;
+  result.table_format = format_name(engine_->GetIndexFormat());
+  result.index_extension = engine_->GetIndexExt();
+  result.valid_field_types = engine_->ValidFieldTypes().Chars();
+  result.memo_field_types = engine_->BlobFields().Chars();
+  result.null_fields = engine_->GetNullFieldsMayExist();
+  return result;
+}
 
 std::string Engine::take_error() {
-  const int code = code4errorCode(c4_, r4check);
+  const int code = engine_->GetLastErrorCode();
   if (code == 0) return "the engine stored no error code";
-  code4errorCode(c4_, 0);
-  const char* text = error4text(c4_, code);
-  return std::string(text != nullptr ? text : "Unknown error") + " (error " +
-         std::to_string(code) + ")";
+  std::string text = engine_->GetLastErrorText();
+  engine_->ResetErrorCode();
+  if (text.empty()) text = "Unknown error";
+  return text + " (error " + std::to_string(code) + ")";
 }
 
 Table::Table(Engine& engine, DATA4* data) : engine_(engine), data_(data) {

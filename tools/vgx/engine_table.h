@@ -1,6 +1,6 @@
-// The tool's only contact with the engine: a context, one open table, its fields and record
-// values. Every C call of the engine is made in engine_table.cpp, so moving the tool onto another
-// layer replaces this pair of files and nothing else.
+// The tool's only contact with the engine: a context (owned by an engine component), one open
+// table, its fields and record values. Every C call of the engine is made in engine_table.cpp,
+// so moving the tool onto another layer replaces this pair of files and nothing else.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +12,10 @@ struct CODE4;
 struct DATA4;
 struct FIELD4;
 
+namespace vg {
+class TVGEngine;
+}
+
 namespace vgx {
 
 enum class TableFormat { fox, vfp, dbase, clipper };
@@ -22,6 +26,15 @@ struct FieldDesc {
   int len = 0;
   int dec = 0;
   bool nullable = false;
+};
+
+// What the started engine uses and supports, as its component answers.
+struct EngineSettings {
+  std::string table_format;       // "FoxPro", "Clipper", "dBASE IV" or "unknown"
+  std::string index_extension;    // "CDX", "CGP" (Clipper's group files), "MDX"
+  std::string valid_field_types;  // letters in character order
+  std::string memo_field_types;
+  bool null_fields = false;       // tables of this format carry null flags
 };
 
 // One field value of the current record, as the tool shows it.
@@ -41,7 +54,7 @@ class Engine {
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
-  // False when the context could not be made; nothing else may be called then.
+  // False when the engine could not start; nothing else may be called then.
   bool ok() const { return c4_ != nullptr; }
 
   // Tables opened from now on are read-only and without their indexes.
@@ -56,10 +69,13 @@ class Engine {
   // missing code is reported as such rather than as "".
   std::string take_error();
 
+  EngineSettings settings() const;
+
   CODE4* handle() const { return c4_; }
 
  private:
-  CODE4* c4_;
+  std::unique_ptr<vg::TVGEngine> engine_;
+  CODE4* c4_ = nullptr;
 };
 
 class Table {

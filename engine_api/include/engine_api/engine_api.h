@@ -1,11 +1,12 @@
-// What the components use of the engine: its C interface, plus owners for
-// the arrays it hands out and the bounded text copies it takes.
+// What the components use of the engine: its C interface, reached through the call table of
+// engine_calls.h, plus owners for the arrays it hands out and the bounded text copies it takes.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "engine_api/engine_calls.h"
 #include "vgxbase/xbase.h"
 
 namespace vg::engine_api {
@@ -18,11 +19,11 @@ inline std::string engine_text(std::string_view text) {
 
 // Arrays from d4fieldInfo and i4tagInfo, freed with u4freeDefault.
 struct EngineArrayFree {
-  void operator()(void* p) const noexcept { u4freeDefault(p); }
+  void operator()(void* p) const noexcept { calls().u4freeDefault(p); }
 };
 using FieldInfoArray = std::unique_ptr<FIELD4INFO, EngineArrayFree>;
 using TagInfoArray = std::unique_ptr<TAG4INFO, EngineArrayFree>;
 
-inline FieldInfoArray field_info(DATA4* data) { return FieldInfoArray(d4fieldInfo(data)); }
+inline FieldInfoArray field_info(DATA4* data) { return FieldInfoArray(calls().d4fieldInfo(data)); }
 
 }  // namespace vg::engine_api

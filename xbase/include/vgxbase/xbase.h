@@ -29,6 +29,7 @@ typedef struct DATA4 DATA4;
 typedef struct FIELD4 FIELD4;
 typedef struct INDEX4 INDEX4;
 typedef struct TAG4 TAG4;
+typedef struct EXPR4 EXPR4;
 
 /* Result codes. */
 enum {
@@ -186,6 +187,18 @@ VGX_API int d4zap(DATA4 *d4, int32_t first, int32_t last);
 VGX_API int d4memoCompress(DATA4 *d4);
 VGX_API int d4reindex(DATA4 *d4);
 
+/* Index files and tags. An INDEX4 belongs to the table it was opened on
+ * and is kept up to date by every handle of that table; a TAG4 may be
+ * selected on any clone of that table. */
+VGX_API INDEX4 *i4open(DATA4 *d4, const char *name);
+VGX_API INDEX4 *i4create(DATA4 *d4, const char *name, const TAG4INFO *tags);
+VGX_API int i4close(INDEX4 *i4);
+VGX_API TAG4INFO *i4tagInfo(INDEX4 *i4);
+VGX_API TAG4 *i4tag(INDEX4 *i4, const char *name);
+VGX_API const char *t4alias(TAG4 *t4);
+VGX_API int t4unique(TAG4 *t4);
+VGX_API int t4uniqueSet(TAG4 *t4, int mode);
+
 /* Fields. */
 VGX_API const char *f4name(FIELD4 *f4);
 VGX_API int f4type(FIELD4 *f4);
@@ -208,6 +221,18 @@ VGX_API void f4assignNull(FIELD4 *f4);
 VGX_API void f4assignField(FIELD4 *to, const FIELD4 *from);
 VGX_API int f4memoAssign(FIELD4 *f4, const char *text);
 VGX_API int f4memoAssignN(FIELD4 *f4, const char *text, unsigned len);
+
+/* Expressions: parsed once against a table, evaluated on its current
+ * record (and on the current records of the tables named as ALIAS->FIELD).
+ * An expression must not be evaluated once a table it names is closed;
+ * freeing it stays safe. */
+VGX_API EXPR4 *expr4parse(DATA4 *d4, const char *text);
+VGX_API void expr4free(EXPR4 *e4);
+VGX_API int expr4type(EXPR4 *e4);
+VGX_API int expr4len(EXPR4 *e4);
+VGX_API const char *expr4str(EXPR4 *e4);
+VGX_API double expr4double(EXPR4 *e4);
+VGX_API int expr4true(EXPR4 *e4);
 
 /* Dates: day numbers count from 1 January 4713 BC (Julian) = 0. */
 VGX_API void date4init(char *result, const char *value, const char *picture);

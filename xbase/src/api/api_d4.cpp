@@ -2,11 +2,14 @@
 // shared table file.
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
 
+#include "api/api_index_support.h"
 #include "api/guard.h"
+#include "index/table_indexes.h"
 #include "table/field_codec.h"
 
 using xbase::Status;
@@ -78,6 +81,24 @@ std::shared_ptr<TableFile> shared_table(CODE4* c4, const std::string& path, bool
   return nullptr;
 }
 
+// With auto-open, a table whose header says it has a production index gets
+// it when its file is first opened in the context.
+bool open_production_index(DATA4* d) {
+  CODE4* c4 = d->c4;
+  if (!c4->settings.auto_open || c4->settings.format != 1) return true;
+  if (!(d->header().table_flags & xbase::table::kTableHasIndex)) return true;
+  if (d->table->indexes() && !d->table->indexes()->empty()) return true;
+  const std::string path = xbase::index::production_index_path(d->table->path(), "CDX");
+  if (!xbase::io::file_exists(path)) return true;
+  xbase::index::IndexFile* file = nullptr;
+  Status st = d->table->make_indexes(c4)->open(path, &file);
+  if (!st) {
+    c4->fail(st.code() > 0 ? e4index : st.code(), st.message());
+    return false;
+  }
+  return true;
+}
+
 xbase::table::Family family_for(const CODE4* c4) {
   switch (c4->settings.format) {
     case 2: return xbase::table::Family::kDbase3;
@@ -116,6 +137,15 @@ DATA4* d4open(CODE4* c4, const char* name) {
       c4->tables.push_back(table);
     }
     DATA4* d = make_handle(c4, table, alias, read_only);
+    if (!open_production_index(d)) {
+      const int code = c4->error_code;
+      const std::string message = c4->error_message;
+      table.reset();
+      c4->forget(d);
+      c4->error_code = code;
+      c4->error_message = message;
+      return nullptr;
+    }
     d->top();
     return d;
   });
@@ -151,10 +181,8 @@ DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG
     c4->fail(e4parm, "d4create needs a name and a field list");
     return nullptr;
   }
-  if (tags != nullptr && tags[0].name != nullptr) {
-    c4->fail(e4notSupported, "creating index tags is not available in this engine build");
-    return nullptr;
-  }
+  const bool with_tags = tags != nullptr && tags[0].name != nullptr;
+  if (with_tags && !xbase::api::supports_index_format(c4)) return nullptr;
   return guarded<DATA4*>(c4, nullptr, [&]() -> DATA4* {
     std::vector<xbase::table::FieldDesc> descs;
     const xbase::table::Family family = family_for(c4);
@@ -192,7 +220,22 @@ DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG
     }
     std::shared_ptr<TableFile> table = std::move(created);
     c4->tables.push_back(table);
-    return make_handle(c4, table, alias, false);
+    DATA4* d = make_handle(c4, table, alias, false);
+    if (with_tags && xbase::api::create_index(d, nullptr, tags) == nullptr) {
+      // A table without the index it was asked for is of no use: it goes.
+      const int code = c4->error_code;
+      const std::string message = c4->error_message;
+      const std::string dbf = table->path();
+      const std::string memo = table->memo() ? table->memo()->file().path() : std::string();
+      table.reset();
+      d4close(d);
+      std::remove(dbf.c_str());
+      if (!memo.empty()) std::remove(memo.c_str());
+      c4->error_code = code;
+      c4->error_message = message;
+      return nullptr;
+    }
+    return d;
   });
 }
 
@@ -202,19 +245,40 @@ void d4aliasSet(DATA4* d, const char* alias) {
   if (d && alias) d->alias.assign(alias, strnlen(alias, 255));
 }
 
-// Index files arrive with the index issues; until then no index is open.
-INDEX4* d4index(DATA4*, const char*) { return nullptr; }
-TAG4* d4tagSelected(DATA4*) { return nullptr; }
+INDEX4* d4index(DATA4* d, const char* name) {
+  if (d == nullptr) return nullptr;
+  xbase::index::TableIndexes* ix = d->table->indexes();
+  if (ix == nullptr || ix->empty()) return nullptr;
+  if (name == nullptr || *name == 0) {
+    // The production index: the open file named after the table.
+    for (auto& f : ix->files())
+      if (strcasecmp(xbase::io::path_base_name(f->path()).c_str(), xbase::io::path_base_name(d->table->path()).c_str()) == 0)
+        return f.get();
+    return nullptr;
+  }
+  return ix->find(std::string(name, strnlen(name, 4096)));
+}
+
+TAG4* d4tagSelected(DATA4* d) { return d ? d->tag : nullptr; }
+
+// Whether `tag` is a tag of an index open on the handle's table.
+static bool tag_of_table(DATA4* d, TAG4* tag) {
+  xbase::index::TableIndexes* ix = d->table->indexes();
+  return ix != nullptr && ix->owns(static_cast<xbase::index::Tag*>(tag));
+}
 
 int d4tagSelectP(DATA4* d, TAG4* tag) {
   if (d == nullptr) return e4parm;
-  if (tag != nullptr) return d->c4->fail(e4parm, "no index is open on " + d->alias);
-  return 0;
+  if (tag != nullptr && !tag_of_table(d, tag))
+    return d->c4->fail(e4parm, "the tag is not one of the indexes open on " + d->alias);
+  return d->select_tag(static_cast<xbase::index::Tag*>(tag));
 }
 
 int d4tagSync(DATA4* d, TAG4* tag) {
   if (d == nullptr) return e4parm;
-  if (tag != nullptr) return d->c4->fail(e4parm, "no index is open on " + d->alias);
+  if (tag != nullptr && !tag_of_table(d, tag))
+    return d->c4->fail(e4parm, "the tag is not one of the indexes open on " + d->alias);
+  // The position in a tag follows the current record on the next move.
   return 0;
 }
 
@@ -241,13 +305,18 @@ int32_t d4recCountDo(DATA4* d) {
   return d->count(true);
 }
 
-int d4seek(DATA4* d, const char*) {
+static int seek(DATA4* d, const char* key, int len, bool next) {
   if (d == nullptr) return e4parm;
-  return d->c4->fail(e4index, "seek on " + d->alias + " needs a selected tag");
+  if (len < 0) return d->c4->fail(e4parm, "a seek key cannot have a negative length");
+  return guarded<int>(d->c4, e4memory, [&] { return d->seek(key, static_cast<size_t>(len), next); });
 }
-int d4seekN(DATA4* d, const char* key, int) { return d4seek(d, key); }
-int d4seekNext(DATA4* d, const char* key) { return d4seek(d, key); }
-int d4seekNextN(DATA4* d, const char* key, int) { return d4seek(d, key); }
+
+int d4seek(DATA4* d, const char* key) { return seek(d, key, key ? static_cast<int>(strnlen(key, 4096)) : 0, false); }
+int d4seekN(DATA4* d, const char* key, int len) { return seek(d, key, len, false); }
+int d4seekNext(DATA4* d, const char* key) {
+  return seek(d, key, key ? static_cast<int>(strnlen(key, 4096)) : 0, true);
+}
+int d4seekNextN(DATA4* d, const char* key, int len) { return seek(d, key, len, true); }
 
 int d4deleted(DATA4* d) {
   if (d == nullptr) return e4parm;
@@ -401,8 +470,15 @@ int d4zap(DATA4* d, int32_t first, int32_t last) {
 int d4memoCompress(DATA4* d) { return maintain(d, [&] { return d->table->memo_compress(); }); }
 
 int d4reindex(DATA4* d) {
-  // Rebuilds every open index; with no index open there is nothing to do.
-  return d ? 0 : e4parm;
+  if (d == nullptr) return e4parm;
+  return guarded<int>(d->c4, e4memory, [&] {
+    int rc = d->write_pending();
+    if (rc != 0) return rc;
+    xbase::index::TableIndexes* ix = d->table->indexes();
+    if (ix == nullptr) return 0;
+    Status st = ix->rebuild(nullptr);
+    return st ? 0 : (st.code() > 0 ? st.code() : d->c4->fail(st));
+  });
 }
 
 }  // extern "C"

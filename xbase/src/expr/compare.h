@@ -12,7 +12,10 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <cstring>
+
+#include <string.h>  // memmem
 
 #include "expr/value.h"
 
@@ -43,6 +46,15 @@ inline bool text_matches(TextView a, TextView b) {
 
 inline bool text_identical(TextView a, TextView b) {
   return a.size == b.size && (a.size == 0 || std::memcmp(a.data, b.data, a.size) == 0);
+}
+
+// Where `needle` first occurs in `hay` (0-based), or -1; "" occurs nowhere,
+// as AT("", x) finds nothing. memmem takes linear time whatever the texts,
+// so a long near-miss searched in a long memo cannot stall a scan.
+inline ptrdiff_t find_text(TextView needle, TextView hay) {
+  if (needle.size == 0 || needle.size > hay.size) return -1;
+  const void* at = memmem(hay.data, hay.size, needle.data, needle.size);
+  return at ? static_cast<const char*>(at) - hay.data : -1;
 }
 
 inline constexpr double kNumberTolerance = 1e-14;

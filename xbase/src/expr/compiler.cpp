@@ -135,6 +135,15 @@ class Compiler {
       if (fn.size() == name.size() && strncasecmp(fn.data(), name.data(), name.size()) == 0)
         return f.get();
     }
+    // Field names are significant to ten characters: tables of a FoxPro
+    // database keep long names in the database and the first ten in the
+    // table, and its index expressions use the long ones.
+    constexpr size_t kSignificant = 10;
+    if (name.size() > kSignificant)
+      for (const auto& f : d->fields) {
+        const std::string& fn = f->desc().name;
+        if (fn.size() == kSignificant && strncasecmp(fn.data(), name.data(), kSignificant) == 0) return f.get();
+      }
     return nullptr;
   }
 

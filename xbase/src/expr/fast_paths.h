@@ -1,5 +1,5 @@
-// Per-record work done eight bytes at a time or without the general
-// parsers: the loops that filters and keys spend their time in.
+// Per-record work done eight bytes at a time: the loops that filters and
+// keys spend their time in.
 #pragma once
 
 #include <cstddef>
@@ -50,40 +50,6 @@ inline bool eight_digits(const uint8_t* s, int* y, int* m, int* d) {
   *y = v[0] * 1000 + v[1] * 100 + v[2] * 10 + v[3];
   *m = v[4] * 10 + v[5];
   *d = v[6] * 10 + v[7];
-  return true;
-}
-
-// A numeric field's usual text: blanks, an optional sign, up to 15 digits
-// with at most one point, trailing blanks. Answers false for anything else
-// (the general parser then decides); the value is computed as the general
-// parser computes it, so both agree to the bit.
-inline bool plain_number(const char* s, size_t len, double* out) {
-  static constexpr double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                      1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  constexpr size_t kMaxDigits = 15;
-  size_t i = 0;
-  while (i < len && s[i] == ' ') ++i;
-  bool neg = false;
-  if (i < len && (s[i] == '-' || s[i] == '+')) neg = s[i++] == '-';
-  uint64_t mant = 0;
-  size_t digits = 0;
-  int frac = -1;
-  for (; i < len; ++i) {
-    const unsigned d = static_cast<unsigned char>(s[i]) - '0';
-    if (d < 10) {
-      mant = mant * 10 + d;
-      ++digits;
-      if (frac >= 0) ++frac;
-    } else if (s[i] == '.' && frac < 0) {
-      frac = 0;
-    } else {
-      break;
-    }
-  }
-  while (i < len && s[i] == ' ') ++i;
-  if (i != len || digits > kMaxDigits) return false;
-  const double v = static_cast<double>(mant) / kPow10[frac < 0 ? 0 : frac];
-  *out = neg ? -v : v;
   return true;
 }
 

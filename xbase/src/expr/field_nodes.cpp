@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "expr/fast_paths.h"
 #include "table/field_codec.h"
 #include "util/date.h"
 
@@ -25,9 +24,7 @@ TextView varlen_field(Program& p, const Node& n) {
 }
 
 double number_text_field(Program& p, const Node& n) {
-  const char* s = reinterpret_cast<const char*>(p.record(n) + n.offset);
-  double v;
-  return plain_number(s, n.len, &v) ? v : table::parse_number(s, n.len);
+  return table::parse_number(reinterpret_cast<const char*>(p.record(n) + n.offset), n.len);
 }
 
 double number_binary_field(Program& p, const Node& n) {

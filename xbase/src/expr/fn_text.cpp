@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "expr/binding.h"
+#include "expr/compare.h"
 #include "expr/fast_paths.h"
 
 namespace xbase::expr {
@@ -38,11 +39,32 @@ TextView fn_alltrim(Program& p, const Node& n) {
 TextView fn_ltrim(Program& p, const Node& n) { return left_trimmed(p.text(n.arg[0])); }
 TextView fn_rtrim(Program& p, const Node& n) { return right_trimmed(p.text(n.arg[0])); }
 
+// The letters of Windows-1252 beyond ASCII, for tables marked with that
+// code page (the FoxPro products change their case as well).
+inline constexpr uint8_t kAnsiCodePage = 0x03;
+
+template <bool kUpper>
+char ansi_case(unsigned char c) {
+  if (kUpper) {
+    if (c >= 0xE0 && c <= 0xFE && c != 0xF7) return static_cast<char>(c - 0x20);
+    if (c == 0x9A || c == 0x9C || c == 0x9E) return static_cast<char>(c - 0x10);
+    if (c == 0xFF) return static_cast<char>(0x9F);
+  } else {
+    if (c >= 0xC0 && c <= 0xDE && c != 0xD7) return static_cast<char>(c + 0x20);
+    if (c == 0x8A || c == 0x8C || c == 0x8E) return static_cast<char>(c + 0x10);
+    if (c == 0x9F) return static_cast<char>(0xFF);
+  }
+  return static_cast<char>(c);
+}
+
 template <bool kUpper>
 TextView fn_case(Program& p, const Node& n) {
   const TextView v = p.text(n.arg[0]);
   char* out = p.scratch(n, v.size);
   ascii_case<kUpper>(v.data, v.size, out);
+  if (p.table(0)->header().code_page == kAnsiCodePage)
+    for (size_t i = 0; i < v.size; ++i)
+      if (static_cast<unsigned char>(out[i]) >= 0x80) out[i] = ansi_case<kUpper>(static_cast<unsigned char>(out[i]));
   return {out, v.size};
 }
 
@@ -75,11 +97,7 @@ double fn_len_fixed(Program&, const Node& n) { return n.num; }
 
 double fn_at(Program& p, const Node& n) {
   const TextView needle = p.text(n.arg[0]);
-  const TextView hay = p.text(n.arg[1]);
-  if (needle.size == 0) return 0;
-  const size_t at =
-      std::string_view(hay.data, hay.size).find(std::string_view(needle.data, needle.size));
-  return at == std::string_view::npos ? 0.0 : static_cast<double>(at + 1);
+  return static_cast<double>(find_text(needle, p.text(n.arg[1])) + 1);
 }
 
 TextView fn_space(Program& p, const Node& n) {

@@ -57,7 +57,12 @@ Token Lexer::next() {
     case '(': return make(Tok::kLParen, s, s + 1);
     case ')': return make(Tok::kRParen, s, s + 1);
     case ',': return make(Tok::kComma, s, s + 1);
-    case '=': return n == '=' ? make(Tok::kExactEq, s, s + 2) : make(Tok::kEq, s, s + 1);
+    case '=':
+      if (n == '=') return make(Tok::kExactEq, s, s + 2);
+      // "=>" and "=<" are the older spellings of ">=" and "<=".
+      if (n == '>') return make(Tok::kGe, s, s + 2);
+      if (n == '<') return make(Tok::kLe, s, s + 2);
+      return make(Tok::kEq, s, s + 1);
     case '!': return n == '=' ? make(Tok::kNe, s, s + 2) : make(Tok::kNot, s, s + 1);
     case '<':
       if (n == '=') return make(Tok::kLe, s, s + 2);

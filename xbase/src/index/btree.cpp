@@ -169,8 +169,9 @@ Status BTree::insert(const uint8_t* key, uint32_t rec) {
   XB_TRY(descend(target, &path));
   Path::Level& lv = path.leaf();
   Node* leaf = lv.node;
+  // Inserting an entry that is there already changes nothing.
   if (lv.slot < leaf->count() && compare_entry(leaf->key(lv.slot), leaf->recs[lv.slot], key, rec, leaf->key_len) == 0)
-    return Status(e4index, "record " + std::to_string(rec) + " is already in the index under this key");
+    return Status::ok();
   leaf->insert(lv.slot, key, rec);
   store_.changed(leaf);
   const bool at_end = lv.slot + 1 == leaf->count();
@@ -244,6 +245,11 @@ Status BTree::remove(const uint8_t* key, uint32_t rec, bool* found) {
   leaf->erase(lv.slot);
   store_.changed(leaf);
   *found = true;
+  // A later key may lose bytes it shared with the removed one.
+  if (!store_.codec().fits(*leaf)) {
+    XB_TRY(fix_high_keys(&path, path.depth - 1));
+    return split(&path, path.depth - 1, false);
+  }
   return rebalance(&path, path.depth - 1);
 }
 

@@ -33,6 +33,8 @@ class BTreeCursor {
   Status prev();
 
   bool valid() const { return where_ == Where::kOn; }
+  // On an entry, and the tree has not changed since the cursor got there.
+  bool fresh() const { return where_ == Where::kOn && version_ == tree_.store().version(); }
   Where where() const { return where_; }
   // The entry: key bytes (key_len) and record number, valid until the next move.
   const uint8_t* key() const { return key_.data(); }

@@ -133,7 +133,7 @@ bool format_number(double value, uint32_t width, uint32_t dec, char* out) {
     char tmp[400];
     int r = std::snprintf(tmp, sizeof tmp, "%.*f", static_cast<int>(dec), value);
     auto n = static_cast<size_t>(r < 0 ? 0 : r);
-    if (r < 0 || n > width) return overflow();
+    if (r < 0 || n >= sizeof tmp || n > width) return overflow();
     std::memset(out, ' ', width - n);
     std::memcpy(out + (width - n), tmp, n);
     return true;
