@@ -374,21 +374,21 @@ std::string Format(const char* format, ...) {
       p += 2;
       continue;
     }
-    // One conversion: copy its specification, then format it alone.
-    std::string spec = "%";
+    // One conversion: copy its flags, width and precision, then format it alone.
+    std::string piece = "%";
     ++p;
-    while (*p != '\0' && std::strchr("-+ #0", *p) != nullptr) spec += *p++;
+    while (*p != '\0' && std::strchr("-+ #0", *p) != nullptr) piece += *p++;
     auto width_or_precision = [&]() {
       if (*p == '*') {
-        spec += std::to_string(va_arg(args, int));
+        piece += std::to_string(va_arg(args, int));
         ++p;
       } else {
-        while (*p >= '0' && *p <= '9') spec += *p++;
+        while (*p >= '0' && *p <= '9') piece += *p++;
       }
     };
     width_or_precision();
     if (*p == '.') {
-      spec += *p++;
+      piece += *p++;
       width_or_precision();
     }
     std::string length;
@@ -396,15 +396,15 @@ std::string Format(const char* format, ...) {
     const char conv = *p;
     if (conv == '\0') break;
     ++p;
-    spec += length;
-    spec += conv;
+    piece += length;
+    piece += conv;
     std::vector<char> buf(64);
     auto emit = [&](auto value) {
-      int n = std::snprintf(buf.data(), buf.size(), spec.c_str(), value);
+      int n = std::snprintf(buf.data(), buf.size(), piece.c_str(), value);
       if (n < 0) return;
       if (static_cast<size_t>(n) >= buf.size()) {
         buf.resize(static_cast<size_t>(n) + 1);
-        std::snprintf(buf.data(), buf.size(), spec.c_str(), value);
+        std::snprintf(buf.data(), buf.size(), piece.c_str(), value);
       }
       out.append(buf.data(), static_cast<size_t>(n));
     };
@@ -420,15 +420,15 @@ std::string Format(const char* format, ...) {
         // width pads with blanks (on the right after "-").
         const double value =
             length == "L" ? static_cast<double>(va_arg(args, long double)) : va_arg(args, double);
-        const size_t point = spec.find('.');
-        const bool left = spec.find('-') != std::string::npos;
+        const size_t point = piece.find('.');
+        const bool left = piece.find('-') != std::string::npos;
         int width = 0, precision = -1;
-        for (size_t k = 1; k < spec.size() && (point == std::string::npos || k < point); ++k)
-          if (spec[k] >= '0' && spec[k] <= '9') width = width * 10 + (spec[k] - '0');
+        for (size_t k = 1; k < piece.size() && (point == std::string::npos || k < point); ++k)
+          if (piece[k] >= '0' && piece[k] <= '9') width = width * 10 + (piece[k] - '0');
         if (point != std::string::npos) {
           precision = 0;
-          for (size_t k = point + 1; k < spec.size() && spec[k] >= '0' && spec[k] <= '9'; ++k)
-            precision = precision * 10 + (spec[k] - '0');
+          for (size_t k = point + 1; k < piece.size() && piece[k] >= '0' && piece[k] <= '9'; ++k)
+            precision = precision * 10 + (piece[k] - '0');
         }
         std::string body;
         if (conv == 'f' || conv == 'F') {
@@ -457,7 +457,7 @@ std::string Format(const char* format, ...) {
         emit(va_arg(args, void*));
         break;
       default:
-        out += spec;  // unknown conversions are shown as written
+        out += piece;  // unknown conversions are shown as written
         break;
     }
   }
