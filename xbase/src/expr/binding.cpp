@@ -36,19 +36,19 @@ void Call::number_result(NumberFn fn, uint32_t dec) {
   node.dec = static_cast<uint8_t>(std::min(dec, kMaxDecimals));
 }
 
-const FunctionSpec* find_function(std::string_view name) {
-  const std::span<const FunctionSpec> groups[] = {text_functions(), number_functions(),
+const FunctionDef* find_function(std::string_view name) {
+  const std::span<const FunctionDef> groups[] = {text_functions(), number_functions(),
                                                   date_functions(), misc_functions()};
   for (const auto& group : groups) {
-    for (const FunctionSpec& f : group) {
+    for (const FunctionDef& f : group) {
       if (std::strlen(f.name) == name.size() && strncasecmp(f.name, name.data(), name.size()) == 0)
         return &f;
     }
   }
   if (name.size() < kMinAbbreviation) return nullptr;
-  const FunctionSpec* found = nullptr;
+  const FunctionDef* found = nullptr;
   for (const auto& group : groups) {
-    for (const FunctionSpec& f : group) {
+    for (const FunctionDef& f : group) {
       if (std::strlen(f.name) > name.size() && strncasecmp(f.name, name.data(), name.size()) == 0) {
         if (found) return nullptr;  // ambiguous
         found = &f;

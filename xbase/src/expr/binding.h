@@ -2,7 +2,7 @@
 // compiled and typed, a binder checks the operand types (e4type when they
 // do not fit), sets the node's result type, width and decimals, and picks
 // its evaluation function. Each function group lives in its own file and
-// exports a table of FunctionSpec.
+// exports a table of FunctionDef.
 #pragma once
 
 #include <cmath>
@@ -37,21 +37,21 @@ struct Call {
   void number_result(NumberFn fn, uint32_t dec);
 };
 
-struct FunctionSpec {
+struct FunctionDef {
   const char* name;
   uint8_t min_args;
   uint8_t max_args;
   Status (*bind)(Call& call);
 };
 
-std::span<const FunctionSpec> text_functions();
-std::span<const FunctionSpec> number_functions();
-std::span<const FunctionSpec> date_functions();
-std::span<const FunctionSpec> misc_functions();
+std::span<const FunctionDef> text_functions();
+std::span<const FunctionDef> number_functions();
+std::span<const FunctionDef> date_functions();
+std::span<const FunctionDef> misc_functions();
 
 // The function named `name` (case ignored; a unique prefix of four letters
 // or more also names it, as xBase allows), or null.
-const FunctionSpec* find_function(std::string_view name);
+const FunctionDef* find_function(std::string_view name);
 
 // Numbers used as lengths and positions: NaN reads as 0, and the value is
 // truncated towards zero and held within [lo, hi].

@@ -181,19 +181,19 @@ class Compiler {
   }
 
   Status call(const Ast& a, uint32_t* out) {
-    const FunctionSpec* spec = find_function(a.text);
-    if (spec == nullptr) return error(e4expr, "unknown function " + a.text, a.pos);
+    const FunctionDef* def = find_function(a.text);
+    if (def == nullptr) return error(e4expr, "unknown function " + a.text, a.pos);
     const size_t argc = a.args.size();
-    if (argc < spec->min_args || argc > spec->max_args) {
-      std::string wanted = std::to_string(spec->min_args);
-      if (spec->max_args != spec->min_args) wanted += " to " + std::to_string(spec->max_args);
+    if (argc < def->min_args || argc > def->max_args) {
+      std::string wanted = std::to_string(def->min_args);
+      if (def->max_args != def->min_args) wanted += " to " + std::to_string(def->max_args);
       return error(
           e4expr,
-          std::string(spec->name) + " takes " + wanted + " operands, not " + std::to_string(argc),
+          std::string(def->name) + " takes " + wanted + " operands, not " + std::to_string(argc),
           a.pos);
     }
     return bind(
-        a, spec->name, [spec](Call& c) { return spec->bind(c); }, out);
+        a, def->name, [def](Call& c) { return def->bind(c); }, out);
   }
 
   Status operation(const Ast& a, uint32_t* out) {

@@ -307,7 +307,7 @@ Status bind_ttoc(Call& c) {
   return Status::ok();
 }
 
-constexpr FunctionSpec kFunctions[] = {
+constexpr FunctionDef kFunctions[] = {
     {"DATE", 0, 0, bind_date_fn},
     {"CTOD", 1, 1, bind_ctod},
     {"DTOC", 1, 2, bind_dtoc},
@@ -325,6 +325,6 @@ constexpr FunctionSpec kFunctions[] = {
 
 }  // namespace
 
-std::span<const FunctionSpec> date_functions() { return kFunctions; }
+std::span<const FunctionDef> date_functions() { return kFunctions; }
 
 }  // namespace xbase::expr

@@ -95,13 +95,13 @@ Status bind_empty(Call& c) {
   return Status::ok();
 }
 
-constexpr FunctionSpec kFunctions[] = {
+constexpr FunctionDef kFunctions[] = {
     {"IIF", 3, 3, bind_iif},           {"DELETED", 0, 0, bind_deleted}, {"RECNO", 0, 0, bind_recno},
     {"RECCOUNT", 0, 0, bind_reccount}, {"EMPTY", 1, 1, bind_empty},
 };
 
 }  // namespace
 
-std::span<const FunctionSpec> misc_functions() { return kFunctions; }
+std::span<const FunctionDef> misc_functions() { return kFunctions; }
 
 }  // namespace xbase::expr

@@ -191,7 +191,7 @@ Status bind_val(Call& c) {
   return Status::ok();
 }
 
-constexpr FunctionSpec kFunctions[] = {
+constexpr FunctionDef kFunctions[] = {
     {"ABS", 1, 1, bind_abs},           {"INT", 1, 1, bind_int},
     {"ROUND", 2, 2, bind_round},       {"MOD", 2, 2, bind_mod},
     {"MIN", 2, 2, bind_minmax<false>}, {"MAX", 2, 2, bind_minmax<true>},
@@ -201,6 +201,6 @@ constexpr FunctionSpec kFunctions[] = {
 
 }  // namespace
 
-std::span<const FunctionSpec> number_functions() { return kFunctions; }
+std::span<const FunctionDef> number_functions() { return kFunctions; }
 
 }  // namespace xbase::expr

@@ -247,7 +247,7 @@ Status bind_pad(Call& c, TextFn fn) {
 Status bind_padl(Call& c) { return bind_pad(c, fn_pad<true>); }
 Status bind_padr(Call& c) { return bind_pad(c, fn_pad<false>); }
 
-constexpr FunctionSpec kFunctions[] = {
+constexpr FunctionDef kFunctions[] = {
     {"ALLTRIM", 1, 1, bind_alltrim},
     {"LTRIM", 1, 1, bind_ltrim},
     {"RTRIM", 1, 1, bind_rtrim},
@@ -267,6 +267,6 @@ constexpr FunctionSpec kFunctions[] = {
 
 }  // namespace
 
-std::span<const FunctionSpec> text_functions() { return kFunctions; }
+std::span<const FunctionDef> text_functions() { return kFunctions; }
 
 }  // namespace xbase::expr
