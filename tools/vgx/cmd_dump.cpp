@@ -63,9 +63,15 @@ int dump_table(Engine& engine, const std::string& name, const DumpOptions& optio
   RowSink sink(options, columns, out);
   std::size_t shown = 0;
   std::vector<std::string> cells;
+  if (!options.filter.empty() && !table.set_filter(options.filter))
+    return fail("filter '" + options.filter + "': " + engine.take_error());
   for (bool on = table.first(); on; on = table.next()) {
     const bool deleted = table.deleted();
     if (deleted && !options.with_deleted) continue;
+    if (!table.passes()) {
+      if (table.failed()) break;
+      continue;
+    }
     cells.clear();
     if (options.with_deleted) cells.push_back(deleted ? "*" : "");
     for (int i = 0; i < table.field_count(); ++i) {
@@ -87,8 +93,12 @@ int dump_table(Engine& engine, const std::string& name, const DumpOptions& optio
 int run_dump(const std::vector<std::string>& args) {
   DumpOptions options;
   std::string file;
-  for (const auto& arg : args) {
-    if (arg == "--csv") {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    if (arg == "--filter") {
+      if (i + 1 >= args.size()) return usage_error("dump: --filter needs an expression");
+      options.filter = args[++i];
+    } else if (arg == "--csv") {
       options.csv = true;
     } else if (arg == "--deleted") {
       options.with_deleted = true;
@@ -101,7 +111,7 @@ int run_dump(const std::vector<std::string>& args) {
     }
   }
   if (file.empty()) {
-    return usage_error("dump needs a table file: vgx dump FILE [--csv] [--deleted]");
+    return usage_error("dump needs a table file: vgx dump FILE [--csv] [--deleted] [--filter EXPR]");
   }
   Engine engine;
   if (!engine.ok()) return fail("the engine could not start");

@@ -13,6 +13,7 @@ namespace vgx {
 int run_info(const std::vector<std::string>& args);
 int run_dump(const std::vector<std::string>& args);
 int run_demo(const std::vector<std::string>& args);
+int run_eval(const std::vector<std::string>& args);
 void print_usage(std::ostream& out);
 
 struct InfoOptions {
@@ -28,6 +29,7 @@ struct DumpOptions {
   bool with_deleted = false;        // include deleted records, with a leading _deleted column
   std::size_t max_records = 0;      // 0: all
   std::size_t max_cell_width = 40;  // plain tables only; 0: no limit
+  std::string filter;               // a logical expression records must pass; "" for all
 };
 
 int dump_table(Engine& engine, const std::string& name, const DumpOptions& options,

@@ -124,7 +124,41 @@ Table::Table(Engine& engine, DATA4* data) : engine_(engine), data_(data) {
 }
 
 Table::~Table() {
+  if (filter_ != nullptr) expr4free(filter_);
   if (data_ != nullptr) d4close(data_);
+}
+
+bool Table::go(int32_t rec) { return d4go(data_, rec) == 0; }
+
+bool Table::set_filter(const std::string& expression) {
+  EXPR4* parsed = expr4parse(data_, expression.c_str());
+  if (parsed == nullptr) return false;
+  if (expr4type(parsed) != 'L') {
+    expr4free(parsed);
+    code4errorCode(engine_.handle(), e4type);
+    return false;
+  }
+  if (filter_ != nullptr) expr4free(filter_);
+  filter_ = parsed;
+  return true;
+}
+
+bool Table::passes() const {
+  if (filter_ == nullptr) return true;
+  const int r = expr4true(filter_);
+  if (r < 0) failed_ = true;
+  return r > 0;
+}
+
+bool Table::evaluate(const std::string& expression, Evaluation* out) const {
+  EXPR4* parsed = expr4parse(data_, expression.c_str());
+  if (parsed == nullptr) return false;
+  out->type = static_cast<char>(expr4type(parsed));
+  out->length = expr4len(parsed);
+  const char* text = expr4str(parsed);
+  out->value.assign(text ? text : "", text ? static_cast<std::size_t>(out->length) : 0);
+  expr4free(parsed);
+  return true;
 }
 
 std::unique_ptr<Table> Table::open(Engine& engine, const std::string& path) {

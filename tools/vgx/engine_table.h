@@ -11,6 +11,7 @@
 struct CODE4;
 struct DATA4;
 struct FIELD4;
+struct EXPR4;
 
 namespace vg {
 class TVGEngine;
@@ -42,6 +43,13 @@ struct CellValue {
   std::string text;      // "" for null, blank dates and logicals, empty memos
   bool numeric = false;  // right-aligned in tables
   bool null = false;
+};
+
+// An expression's result on one record, as the engine gives it.
+struct Evaluation {
+  char type = 'C';    // the engine's type letter: C D L N d n T
+  int length = 0;     // the result width
+  std::string value;  // expr4str's text, length bytes
 };
 
 // Whether the tool shows values of this field type as numbers (right-aligned).
@@ -103,6 +111,16 @@ class Table {
   bool next();
   bool failed() const { return failed_; }
   bool deleted() const;
+  // Stands on record `rec`; false (the reason in the engine's error) when it does not exist.
+  bool go(int32_t rec);
+
+  // A logical expression that records must pass; false when it does not parse or is not
+  // logical (the reason in the engine's error).
+  bool set_filter(const std::string& expression);
+  // Whether the current record passes the filter (true without one).
+  bool passes() const;
+  // Evaluates `expression` on the current record; false when it does not parse.
+  bool evaluate(const std::string& expression, Evaluation* out) const;
 
   // The value of field `index` (0-based) of the current record.
   CellValue cell(int index) const;
@@ -128,6 +146,7 @@ class Table {
   Engine& engine_;
   DATA4* data_;
   std::vector<FIELD4*> fields_;
+  EXPR4* filter_ = nullptr;
   mutable bool failed_ = false;  // also set by a memo read that fails inside cell()
 };
 

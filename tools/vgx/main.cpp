@@ -13,9 +13,12 @@ void print_usage(std::ostream& out) {
          "\n"
          "Commands:\n"
          "  info FILE                  what a table is: format, code page, counts, fields, memo\n"
-         "  dump FILE [--csv] [--deleted]\n"
+         "  dump FILE [--csv] [--deleted] [--filter EXPR]\n"
          "                             every record in record order, as an aligned table or as\n"
-         "                             CSV; --deleted adds deleted records and a _deleted column\n"
+         "                             CSV; --deleted adds deleted records and a _deleted column;\n"
+         "                             --filter keeps the records for which EXPR is true\n"
+         "  eval FILE EXPR [--recno N]  an expression's type, width and value on record N\n"
+         "                             (default: the first record)\n"
          "  demo [--format fox|vfp|dbase|clipper] [--dir DIR]\n"
          "                             writes a sample database (default: ./vgx-demo, FoxPro)\n"
          "                             and shows what the other commands print for it\n"
@@ -47,5 +50,6 @@ int main(int argc, char** argv) {
   if (command == "info") return vgx::run_info(args);
   if (command == "dump") return vgx::run_dump(args);
   if (command == "demo") return vgx::run_demo(args);
+  if (command == "eval") return vgx::run_eval(args);
   return vgx::usage_error("unknown command '" + command + "'");
 }
