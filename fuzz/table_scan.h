@@ -2,8 +2,10 @@
 // fuzzer and for the damaged-table tests that replay what it found.
 //
 // An input is one table file and one memo file in a single byte string:
-//   0-3  u32le n: bytes of the table part (clamped to what follows)
+//   0-3  u32le n: bytes of the table part
 //   4..  n table bytes, then the memo bytes
+// When n is more than what follows, the whole input is a table without a
+// memo file, so that plain table files serve as inputs too.
 // Both are written into a folder as T.DBF with T.FPT, then again with T.DBT,
 // and each pair is opened read-only under every index format (one of them
 // reading past the page cache); every field of every record is read through
@@ -33,9 +35,12 @@ struct TableInput {
 
 inline TableInput split_table_input(const uint8_t* data, size_t size) {
   TableInput in;
-  if (size < 4) return in;
-  size_t n = xbase::io::load_u32le(data);
-  if (n > size - 4) n = size - 4;
+  const size_t n = size < 4 ? 0 : xbase::io::load_u32le(data);
+  if (size < 4 || n > size - 4) {
+    in.table = data;
+    in.table_size = size;
+    return in;
+  }
   in.table = data + 4;
   in.table_size = n;
   in.memo = data + 4 + n;
@@ -125,9 +130,14 @@ inline void run_table_input(const std::string& dir, const uint8_t* data, size_t 
   const TableInput in = split_table_input(data, size);
   const std::string dbf = dir + "/T.DBF", fpt = dir + "/T.FPT", dbt = dir + "/T.DBT";
   if (!write_whole(dbf, in.table, in.table_size)) return;
+  unlink(fpt.c_str());
+  unlink(dbt.c_str());
+  if (in.memo == nullptr) {
+    for (int format : {1, 2, 4}) (void)scan_table(dir, format, format != 2);
+    return;
+  }
   for (const std::string* memo : {&fpt, &dbt}) {
     unlink(fpt.c_str());
-    unlink(dbt.c_str());
     if (!write_whole(*memo, in.memo, in.memo_size)) return;
     for (int format : {1, 2, 4}) (void)scan_table(dir, format, format != 2);
   }

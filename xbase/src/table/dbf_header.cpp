@@ -70,6 +70,10 @@ void settle_storage(FieldDesc& f, Family family) {
   uint32_t w = fixed_width(f.storage);
   if (w != 0 && w != f.len) f.storage = Storage::kRaw;
   if (f.storage == Storage::kMemoText && (f.len < 4 || f.len > 10)) f.storage = Storage::kRaw;
+  // A field of width 0 holds no byte, not even the one a logical reads; it
+  // may sit just past the record's last byte. (Null flags are checked
+  // against the bits they must hold.)
+  if (f.len == 0 && f.storage != Storage::kNullFlags) f.storage = Storage::kRaw;
 }
 
 // Assigns null and varlength bits in field order (FoxPro rules).
