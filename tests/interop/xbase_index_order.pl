@@ -1,6 +1,6 @@
 #!/usr/bin/perl
 # Prints the values of the given fields, one record per line in the order
-# of one tag of a compound index, as the XBase module of the system's perl
+# of one tag of a compound index, as a perl module of the system's packages
 # reads it (a black-box oracle for the engine's index files).
 #   xbase_index_order.pl TABLE INDEX TAG FIELD...
 use strict;

@@ -1,6 +1,8 @@
 // The B-tree under random traffic, compared with a std::set model, over
 // the CDX codec (long and short keys) and a plain fixed-entry codec with
 // tiny pages, so that splits, merges and root changes happen constantly.
+#include "index/btree.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,7 +11,6 @@
 #include <set>
 #include <string>
 
-#include "index/btree.h"
 #include "index/btree_cursor.h"
 #include "index/cdx/cdx_node_codec.h"
 #include "index/sorted_keys.h"
@@ -73,7 +74,7 @@ class FixedCodec final : public xbase::index::PageCodec {
 struct Case {
   const char* name;
   uint32_t key_len;
-  bool fixed;       // FixedCodec instead of the CDX codec
+  bool fixed;  // FixedCodec instead of the CDX codec
   uint8_t pad;
   uint32_t max_rec;
 };
@@ -84,8 +85,10 @@ class BTreeTraffic : public ::testing::TestWithParam<Case> {
  protected:
   void SetUp() override {
     const Case& c = GetParam();
-    if (c.fixed) codec_ = std::make_unique<FixedCodec>(c.key_len, 160);
-    else codec_ = std::make_unique<xbase::index::cdx::CdxNodeCodec>(c.key_len, c.pad);
+    if (c.fixed)
+      codec_ = std::make_unique<FixedCodec>(c.key_len, 160);
+    else
+      codec_ = std::make_unique<xbase::index::cdx::CdxNodeCodec>(c.key_len, c.pad);
     store_ = std::make_unique<MemoryNodeStore>(*codec_);
     tree_ = std::make_unique<BTree>(*store_);
   }
@@ -174,7 +177,8 @@ TEST_P(BTreeTraffic, RandomInsertRemoveSeekMatchesModel) {
       EXPECT_FALSE(found);
       bool taken = false;
       ASSERT_TRUE(tree_->has_key(bytes(k), 0, &taken));
-      EXPECT_EQ(taken, std::any_of(model_.begin(), model_.end(), [&](const Entry& e) { return e.first == k; }));
+      EXPECT_EQ(taken, std::any_of(model_.begin(), model_.end(),
+                                   [&](const Entry& e) { return e.first == k; }));
     }
     if (op % 97 == 0) random_seek();
     if (op % 600 == 0) expect_same_as_model();
@@ -237,7 +241,8 @@ TEST_P(BTreeTraffic, CursorFindsItsWayAfterChanges) {
   ASSERT_TRUE(cur.next());
   ASSERT_TRUE(cur.valid());
   EXPECT_EQ(cur.rec(), after->second);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(cur.key()), GetParam().key_len), after->first);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(cur.key()), GetParam().key_len),
+            after->first);
   ASSERT_TRUE(back.prev());
   ASSERT_TRUE(back.valid());
   EXPECT_EQ(back.rec(), before->second);

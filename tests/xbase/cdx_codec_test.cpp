@@ -22,7 +22,8 @@ using Bytes = std::vector<uint8_t>;
 
 namespace {
 
-Node leaf_of(uint32_t key_len, const std::vector<std::pair<std::string, uint32_t>>& entries, uint8_t pad = ' ') {
+Node leaf_of(uint32_t key_len, const std::vector<std::pair<std::string, uint32_t>>& entries,
+             uint8_t pad = ' ') {
   Node n;
   n.leaf = true;
   n.root = true;
@@ -35,13 +36,15 @@ Node leaf_of(uint32_t key_len, const std::vector<std::pair<std::string, uint32_t
   return n;
 }
 
-std::string key_at(const Node& n, size_t i) { return std::string(reinterpret_cast<const char*>(n.key(i)), n.key_len); }
+std::string key_at(const Node& n, size_t i) {
+  return std::string(reinterpret_cast<const char*>(n.key(i)), n.key_len);
+}
 
 Bytes worked_example_page() {
   Bytes p(kPageSize, 0);
-  const uint8_t head[] = {0x03, 0x00, 0x03, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                          0xD3, 0x01, 0xFF, 0xFF, 0x00, 0x00, 0x0F, 0x0F, 0x10, 0x04, 0x04, 0x03,
-                          0x05, 0x00, 0x50, 0x02, 0x00, 0x43, 0x09, 0x00, 0x60};
+  const uint8_t head[] = {0x03, 0x00, 0x03, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                          0xFF, 0xD3, 0x01, 0xFF, 0xFF, 0x00, 0x00, 0x0F, 0x0F, 0x10, 0x04,
+                          0x04, 0x03, 0x05, 0x00, 0x50, 0x02, 0x00, 0x43, 0x09, 0x00, 0x60};
   std::memcpy(p.data(), head, sizeof head);
   std::memcpy(p.data() + 0x1F4, "BETAINEALPHA", 12);
   return p;
@@ -104,7 +107,8 @@ TEST(CdxLeaf, RandomLeavesRoundTrip) {
       ASSERT_TRUE(codec.decode(page, 512, &back));
       ASSERT_EQ(back.keys, n.keys) << key_len;
       ASSERT_EQ(back.recs, n.recs);
-      EXPECT_EQ(page[kLeafFree] | page[kLeafFree + 1] << 8, static_cast<int>(kLeafSpace - codec.space_used(n)));
+      EXPECT_EQ(page[kLeafFree] | page[kLeafFree + 1] << 8,
+                static_cast<int>(kLeafSpace - codec.space_used(n)));
     }
   }
 }
@@ -236,8 +240,10 @@ TEST(KeyEncoding, NumbersDatesIntegersAsTheFormatSays) {
   // Byte order is value order.
   std::mt19937_64 rng(5);
   for (int i = 0; i < 2000; ++i) {
-    const double a = std::ldexp(static_cast<double>(rng() % 2000000) - 1e6, static_cast<int>(rng() % 40) - 20);
-    const double b = std::ldexp(static_cast<double>(rng() % 2000000) - 1e6, static_cast<int>(rng() % 40) - 20);
+    const double a =
+        std::ldexp(static_cast<double>(rng() % 2000000) - 1e6, static_cast<int>(rng() % 40) - 20);
+    const double b =
+        std::ldexp(static_cast<double>(rng() % 2000000) - 1e6, static_cast<int>(rng() % 40) - 20);
     uint8_t ka[8], kb[8];
     encode_number(a, ka);
     encode_number(b, kb);
@@ -251,9 +257,10 @@ TEST(KeyEncoding, NumbersDatesIntegersAsTheFormatSays) {
   EXPECT_EQ(hex(k, 8), "C059000000000000");
   key_from_text(KeyKind::kLogical, "y", k);
   EXPECT_EQ(k[0], 'T');
-  EXPECT_EQ(describe_key(KeyKind::kDate, Collation::kMachine, true,
-                         reinterpret_cast<const uint8_t*>("\x80\xC1\x42\xB4\x2C\x80\x00\x00\x00"), 9),
-            "20000101");
+  EXPECT_EQ(
+      describe_key(KeyKind::kDate, Collation::kMachine, true,
+                   reinterpret_cast<const uint8_t*>("\x80\xC1\x42\xB4\x2C\x80\x00\x00\x00"), 9),
+      "20000101");
 }
 
 TEST(GeneralCollation, WeightsOfTheSampleKeys) {
@@ -263,9 +270,13 @@ TEST(GeneralCollation, WeightsOfTheSampleKeys) {
   EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 4), "gfuX");
   EXPECT_EQ(out[4], 0);
   general_key("la descrip", 10, out, 20);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 10), "m`\x11" "dfvbujs");
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 10),
+            "m`\x11"
+            "dfvbujs");
   general_key("D.1.C", 5, out, 20);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 5), "d\x1fW\x1f" "b");
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 5),
+            "d\x1fW\x1f"
+            "b");
   // Case and accents fold; the order is alphabetic.
   EXPECT_EQ(general_weight('a'), general_weight('A'));
   EXPECT_EQ(general_weight(0xE9), general_weight('e'));  // e acute

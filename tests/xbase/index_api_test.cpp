@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "index/cdx/cdx_file.h"
 #include "index_fixture.h"
 
 using index_test::IndexTest;
@@ -17,8 +18,8 @@ class IndexApi : public IndexTest {
  protected:
   DATA4* standard(int n = 300) {
     auto list = tags({tag("NAME", "UPPER(NAME)"), tag("AGE", "AGE"), tag("BIRTH", "BIRTH"),
-                      tag("BIRTHS", "DTOS(BIRTH)", "", 0, true), tag("ACTIVE", "NAME", "ACTIVE .AND. AGE > 20"),
-                      tag("FLAG", "ACTIVE")});
+                      tag("BIRTHS", "DTOS(BIRTH)", "", 0, true),
+                      tag("ACTIVE", "NAME", "ACTIVE .AND. AGE > 20"), tag("FLAG", "ACTIVE")});
     return make_people("people", list, n);
   }
   int select(DATA4* d, const char* name) {
@@ -35,9 +36,12 @@ TEST_F(IndexApi, TagsWalkInTheirOrderBothWays) {
     const char* expr;
     const char* filter;
     bool descending;
-  } cases[] = {{"NAME", "UPPER(NAME)", nullptr, false},       {"AGE", "AGE", nullptr, false},
-               {"BIRTH", "BIRTH", nullptr, false},            {"BIRTHS", "DTOS(BIRTH)", nullptr, true},
-               {"ACTIVE", "NAME", "ACTIVE .AND. AGE > 20", false}, {"FLAG", "IIF(ACTIVE,'T','F')", nullptr, false}};
+  } cases[] = {{"NAME", "UPPER(NAME)", nullptr, false},
+               {"AGE", "AGE", nullptr, false},
+               {"BIRTH", "BIRTH", nullptr, false},
+               {"BIRTHS", "DTOS(BIRTH)", nullptr, true},
+               {"ACTIVE", "NAME", "ACTIVE .AND. AGE > 20", false},
+               {"FLAG", "IIF(ACTIVE,'T','F')", nullptr, false}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.tag);
     std::vector<int32_t> want = order_by(d, c.expr, c.filter, c.descending);
@@ -243,7 +247,8 @@ TEST_F(IndexApi, PackZapReindexAndCreateKeepTagsRight) {
   ASSERT_EQ(d4reindex(d), 0);
   verify(d);
   // A second index file on the same table, kept up to date alongside.
-  auto extra = tags({tag("BYAGE", "STR(AGE,4)+UPPER(NAME)"), tag("YOUNG", "NAME", "AGE < 18", 0, true)});
+  auto extra =
+      tags({tag("BYAGE", "STR(AGE,4)+UPPER(NAME)"), tag("YOUNG", "NAME", "AGE < 18", 0, true)});
   INDEX4* ix = i4create(d, path("extra").c_str(), extra.data());
   ASSERT_NE(ix, nullptr);
   append(d, {"newbie", 3, "20200202", false});
@@ -281,6 +286,95 @@ TEST_F(IndexApi, MemoKeysFollowMemoChanges) {
   ASSERT_EQ(d4flush(d), 0);
   EXPECT_EQ(walk(d), (std::vector<int32_t>{3, 2, 5, 4, 1}));
   verify(d);
+}
+
+TEST_F(IndexApi, GeneralCollationFoldsCaseAndAccents) {
+  code4collatingSequence(c4_, 1);
+  auto list = tags({tag("NAME", "NAME")});
+  DATA4* d = make_people("general", list, 0);
+  ASSERT_NE(d, nullptr);
+  const char* names[] = {"\xC9mile", "zo\xEB", "Anna", "anna b", "ANNA", "eric", "Zed", "\xE9ric"};
+  for (const char* n : names) append(d, {n, 1, "", true});
+  ASSERT_EQ(d4tagSelectP(d, i4tag(d4index(d, nullptr), "NAME")), 0);
+  // Case and accents fold; equal weights keep record order; a blank sorts
+  // before every letter.
+  EXPECT_EQ(walk(d), (std::vector<int32_t>{3, 5, 4, 1, 6, 8, 7, 2}));
+  EXPECT_EQ(d4seek(d, "EMILE"), r4success);
+  EXPECT_EQ(d4recNoLow(d), 1);
+  EXPECT_EQ(d4seek(d, "ERIC "), r4success);
+  EXPECT_EQ(d4recNoLow(d), 6);
+  EXPECT_EQ(d4seek(d, "zoe"), r4success);
+  EXPECT_EQ(d4seek(d, "ANNAB"), r4after);
+  // Keys are twice the field's width, as the products make them.
+  EXPECT_EQ(static_cast<xbase::index::Tag*>(d4tagSelected(d))->key_len(), 24u);
+  verify(d);
+}
+
+TEST_F(IndexApi, TinyNodeCacheGivesTheSameResults) {
+  DATA4* d = standard(400);
+  ASSERT_NE(d, nullptr);
+  // Every read or change starts from an empty cache of decoded pages.
+  for (auto& f : d->table->indexes()->files())
+    static_cast<xbase::index::cdx::CdxFile&>(*f).set_cache_budget(0);
+  ASSERT_EQ(select(d, "NAME"), 0);
+  for (int32_t r = 1; r <= 400; r += 3) {
+    ASSERT_EQ(d4go(d, r), 0);
+    f4assign(d4field(d, "NAME"), ("M" + std::to_string(r % 37)).c_str());
+    ASSERT_EQ(d4skip(d, 1), 0);
+  }
+  for (int i = 0; i < 100; ++i) append(d, {"Q" + std::to_string(i % 7), i, "20000101", i % 2 == 0});
+  EXPECT_EQ(walk(d), order_by(d, "UPPER(NAME)"));
+  std::vector<int32_t> back = order_by(d, "UPPER(NAME)");
+  std::reverse(back.begin(), back.end());
+  EXPECT_EQ(walk_back(d), back);
+  verify(d);
+}
+
+TEST_F(IndexApi, SkipsFromRecordsOutsideTheTagAndFromTheEnds) {
+  DATA4* d = standard(60);
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(select(d, "ACTIVE"), 0);
+  const std::vector<int32_t> order = walk(d);
+  ASSERT_GT(order.size(), 3u);
+  // A record the filter leaves out: skips go to its neighbours by key.
+  int32_t outside = 0;
+  for (int32_t r = 1; r <= 60 && outside == 0; ++r)
+    if (std::find(order.begin(), order.end(), r) == order.end()) outside = r;
+  ASSERT_NE(outside, 0);
+  auto name_of = [&](int32_t r) {
+    d4go(d, r);
+    return std::string(f4str(d4field(d, "NAME")));
+  };
+  const std::pair<std::string, int32_t> here{name_of(outside), outside};
+  int32_t after = 0, before = 0;
+  for (int32_t r : order) {
+    const std::pair<std::string, int32_t> e{name_of(r), r};
+    if (e < here) before = r;
+    if (e > here && after == 0) after = r;
+  }
+  ASSERT_EQ(d4go(d, outside), 0);
+  EXPECT_EQ(d4skip(d, 1), after ? 0 : r4eof);
+  if (after) {
+    EXPECT_EQ(d4recNoLow(d), after);
+  }
+  ASSERT_EQ(d4go(d, outside), 0);
+  EXPECT_EQ(d4skip(d, -1), before ? 0 : r4bof);
+  if (before) {
+    EXPECT_EQ(d4recNoLow(d), before);
+  }
+  // From end of file back onto the last; past the first: BOF on the first.
+  ASSERT_EQ(d4goEof(d), 0);
+  ASSERT_EQ(d4skip(d, -1), 0);
+  EXPECT_EQ(d4recNoLow(d), order.back());
+  ASSERT_EQ(d4top(d), 0);
+  EXPECT_EQ(d4skip(d, -1), r4bof);
+  EXPECT_EQ(d4bof(d), 1);
+  EXPECT_EQ(d4recNoLow(d), order.front());
+  EXPECT_EQ(d4skip(d, 2), 0);
+  EXPECT_EQ(d4recNoLow(d), order[2]);
+  EXPECT_EQ(d4skip(d, 1000), r4eof);
+  EXPECT_EQ(d4eof(d), 1);
+  EXPECT_EQ(d4skip(d, 1), r4eof);
 }
 
 TEST_F(IndexApi, RefusalsAndErrors) {

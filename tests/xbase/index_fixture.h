@@ -38,13 +38,15 @@ struct Person {
 
 // Names that repeat, differ in case and share prefixes.
 inline std::vector<Person> people(int n) {
-  static const char* first[] = {"anna", "Bob", "carl", "Dora", "emil", "Anna", "bo", "Zoe", "eva", "Ann"};
+  static const char* first[] = {"anna", "Bob", "carl", "Dora", "emil",
+                                "Anna", "bo",  "Zoe",  "eva",  "Ann"};
   std::vector<Person> out;
   unsigned seed = 7;
   for (int i = 0; i < n; ++i) {
     seed = seed * 1103515245u + 12345u;
     Person p;
-    p.name = std::string(first[(seed >> 8) % 10]) + (((seed >> 16) % 3) ? std::to_string((seed >> 4) % 50) : "");
+    p.name = std::string(first[(seed >> 8) % 10]) +
+             (((seed >> 16) % 3) ? std::to_string((seed >> 4) % 50) : "");
     p.age = static_cast<int>((seed >> 12) % 90) - 5;
     const int year = 1950 + static_cast<int>((seed >> 5) % 60);
     const int month = 1 + static_cast<int>((seed >> 9) % 12);
@@ -78,13 +80,12 @@ class IndexTest : public ::testing::Test {
 
   // NAME C(12), AGE N(4), BIRTH D, ACTIVE L, NOTE M; filled with people(n).
   DATA4* make_people(const std::string& name, const std::vector<TAG4INFO>& tag_list, int n) {
-    FIELD4INFO fields[] = {{const_cast<char*>("NAME"), 'C', 12, 0, 0},
-                           {const_cast<char*>("AGE"), 'N', 4, 0, 0},
-                           {const_cast<char*>("BIRTH"), 'D', 8, 0, 0},
-                           {const_cast<char*>("ACTIVE"), 'L', 1, 0, 0},
-                           {const_cast<char*>("NOTE"), 'M', 10, 0, 0},
-                           {}};
-    DATA4* d = d4create(c4_, path(name).c_str(), fields, tag_list.empty() ? nullptr : tag_list.data());
+    FIELD4INFO fields[] = {
+        {const_cast<char*>("NAME"), 'C', 12, 0, 0}, {const_cast<char*>("AGE"), 'N', 4, 0, 0},
+        {const_cast<char*>("BIRTH"), 'D', 8, 0, 0}, {const_cast<char*>("ACTIVE"), 'L', 1, 0, 0},
+        {const_cast<char*>("NOTE"), 'M', 10, 0, 0}, {}};
+    DATA4* d =
+        d4create(c4_, path(name).c_str(), fields, tag_list.empty() ? nullptr : tag_list.data());
     if (d == nullptr) return nullptr;
     for (const Person& p : people(n)) append(d, p);
     return d;
@@ -123,7 +124,8 @@ class IndexTest : public ::testing::Test {
       if (f && expr4true(f) != 1) continue;
       const int t = expr4type(e);
       const bool number = t == 'n' || t == 'N' || t == 'd';
-      rows.push_back({{number ? expr4double(e) : 0.0, number ? std::string() : std::string(expr4str(e))}, r});
+      rows.push_back(
+          {{number ? expr4double(e) : 0.0, number ? std::string() : std::string(expr4str(e))}, r});
     }
     expr4free(e);
     if (f) expr4free(f);

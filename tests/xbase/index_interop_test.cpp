@@ -1,5 +1,5 @@
-// Index files the engine writes, read by an independent reader: the XBase
-// module of the system's perl (Debian's libdbd-xbase-perl), run as a black
+// Index files the engine writes, read by an independent reader: a perl
+// module of the system's packages that reads xBase files, run as a black
 // box. Each tag must list the records in the engine's own order, after
 // bulk builds and after the tree has been changed entry by entry.
 #include <gtest/gtest.h>
@@ -17,15 +17,14 @@ using index_test::IndexTest;
 using index_test::tag;
 using index_test::tags;
 
-bool perl_has_xbase() {
-  return vgx_test::run_command("perl -MXBase -e 1 2>/dev/null").status == 0;
-}
+bool perl_has_xbase() { return vgx_test::run_command("perl -MXBase -e 1 2>/dev/null").status == 0; }
 
-std::vector<std::string> oracle_order(const std::string& dbf, const std::string& cdx, const char* tag_name,
-                                      const char* field) {
-  const std::string cmd = "perl " + vgx_test::shell_quote(vgx_test::interop_script("xbase_index_order.pl").string()) +
-                          " " + vgx_test::shell_quote(dbf) + " " + vgx_test::shell_quote(cdx) + " " + tag_name +
-                          " " + field + " 2>&1";
+std::vector<std::string> oracle_order(const std::string& dbf, const std::string& cdx,
+                                      const char* tag_name, const char* field) {
+  const std::string cmd =
+      "perl " + vgx_test::shell_quote(vgx_test::interop_script("xbase_index_order.pl").string()) +
+      " " + vgx_test::shell_quote(dbf) + " " + vgx_test::shell_quote(cdx) + " " + tag_name + " " +
+      field + " 2>&1";
   vgx_test::RunResult r = vgx_test::run_command(cmd);
   EXPECT_EQ(r.status, 0) << r.out;
   std::vector<std::string> lines;
@@ -48,7 +47,7 @@ std::string trimmed(std::string s) {
 class IndexInterop : public IndexTest {};
 
 TEST_F(IndexInterop, PerlReadsTheEngineTagsInTheSameOrder) {
-  if (!perl_has_xbase()) GTEST_SKIP() << "perl's XBase module is not installed";
+  if (!perl_has_xbase()) GTEST_SKIP() << "the perl reader of xBase files is not installed";
   auto list = tags({tag("NAME", "NAME"), tag("AGE", "AGE")});
   DATA4* d = make_people("interop", list, 3000);
   ASSERT_NE(d, nullptr);
@@ -58,14 +57,17 @@ TEST_F(IndexInterop, PerlReadsTheEngineTagsInTheSameOrder) {
     f4assign(d4field(d, "NAME"), ("Q" + std::to_string(r * 7919 % 3001)).c_str());
     f4assignLong(d4field(d, "AGE"), r % 97);
   }
-  for (int i = 0; i < 500; ++i) append(d, {"M" + std::to_string(i * 31 % 500), i % 50, "20010101", true});
+  for (int i = 0; i < 500; ++i)
+    append(d, {"M" + std::to_string(i * 31 % 500), i % 50, "20010101", true});
   ASSERT_EQ(d4flush(d), 0);
   for (const char* name : {"NAME", "AGE"}) {
     SCOPED_TRACE(name);
     ASSERT_EQ(d4tagSelectP(d, i4tag(d4index(d, nullptr), name)), 0);
     std::vector<std::string> ours;
-    for (int rc = d4top(d); rc == 0; rc = d4skip(d, 1)) ours.push_back(trimmed(f4str(d4field(d, name))));
-    std::vector<std::string> theirs = oracle_order(path("interop.DBF"), path("interop.CDX"), name, name);
+    for (int rc = d4top(d); rc == 0; rc = d4skip(d, 1))
+      ours.push_back(trimmed(f4str(d4field(d, name))));
+    std::vector<std::string> theirs =
+        oracle_order(path("interop.DBF"), path("interop.CDX"), name, name);
     if (std::string(name) == "AGE")
       for (auto& v : theirs) v = std::to_string(std::atoi(v.c_str()));
     ASSERT_EQ(theirs.size(), ours.size());

@@ -37,22 +37,26 @@ std::vector<Sample> samples() {
     if (ext != ".cdx" && ext != ".dcx") continue;
     const std::string want = ext == ".cdx" ? ".dbf" : ".dbc";
     for (const auto& t : fs::directory_iterator(e.path().parent_path()))
-      if (lower(t.path().stem().string()) == lower(e.path().stem().string()) && lower(t.path().extension().string()) == want)
+      if (lower(t.path().stem().string()) == lower(e.path().stem().string()) &&
+          lower(t.path().extension().string()) == want)
         out.push_back({e.path().string(), t.path().string()});
   }
-  std::sort(out.begin(), out.end(), [](const Sample& a, const Sample& b) { return a.index < b.index; });
+  std::sort(out.begin(), out.end(),
+            [](const Sample& a, const Sample& b) { return a.index < b.index; });
   return out;
 }
 
-// Case and the accents of Windows-1252 letters fold away, as the general
+// Case and the accents of code page 1252 letters fold away, as the general
 // collation orders text; trailing blanks do not count.
 std::string folded(std::string s) {
   while (!s.empty() && s.back() == ' ') s.pop_back();
   static const char* accents = "AAAAAAACEEEEIIIIDNOOOOOxOUUUUYPsaaaaaaaceeeeiiiidnooooo/ouuuuypy";
   for (char& ch : s) {
     const unsigned char c = static_cast<unsigned char>(ch);
-    if (c >= 'a' && c <= 'z') ch = static_cast<char>(c - 32);
-    else if (c >= 0xC0) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(accents[c - 0xC0])));
+    if (c >= 'a' && c <= 'z')
+      ch = static_cast<char>(c - 32);
+    else if (c >= 0xC0)
+      ch = static_cast<char>(std::toupper(static_cast<unsigned char>(accents[c - 0xC0])));
   }
   return s;
 }
@@ -88,7 +92,8 @@ std::vector<int32_t> expected_order(DATA4* d, const xbase::index::Tag& tag, std:
   std::vector<FIELD4*> read;
   const std::string expr = lower(tag.def().key_expr);
   for (int j = 1; j <= d4numFields(d); ++j)
-    if (expr.find(lower(f4name(d4fieldJ(d, j)))) != std::string::npos) read.push_back(d4fieldJ(d, j));
+    if (expr.find(lower(f4name(d4fieldJ(d, j)))) != std::string::npos)
+      read.push_back(d4fieldJ(d, j));
   code4errorCode(d->c4, 0);
   const int type = expr4type(key);
   const bool text = type == 'C';
@@ -98,7 +103,8 @@ std::vector<int32_t> expected_order(DATA4* d, const xbase::index::Tag& tag, std:
     if (filter && expr4true(filter) != 1) continue;
     Row row;
     row.rec = r;
-    row.null = tag.shape().nullable && std::any_of(read.begin(), read.end(), [](FIELD4* f) { return f4null(f) == 1; });
+    row.null = tag.shape().nullable &&
+               std::any_of(read.begin(), read.end(), [](FIELD4* f) { return f4null(f) == 1; });
     if (text) {
       row.text.assign(expr4str(key), static_cast<size_t>(expr4len(key)));
       if (tag.def().collation == xbase::index::Collation::kGeneral) row.text = folded(row.text);
@@ -109,10 +115,13 @@ std::vector<int32_t> expected_order(DATA4* d, const xbase::index::Tag& tag, std:
   }
   expr4free(key);
   if (filter) expr4free(filter);
-  std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) { return compare_rows(a, b, text) < 0; });
+  std::stable_sort(rows.begin(), rows.end(),
+                   [&](const Row& a, const Row& b) { return compare_rows(a, b, text) < 0; });
   if (tag.unique_mode() != 0)
-    rows.erase(std::unique(rows.begin(), rows.end(), [&](const Row& a, const Row& b) { return compare_rows(a, b, text) == 0; }),
-               rows.end());
+    rows.erase(
+        std::unique(rows.begin(), rows.end(),
+                    [&](const Row& a, const Row& b) { return compare_rows(a, b, text) == 0; }),
+        rows.end());
   if (tag.descending()) std::reverse(rows.begin(), rows.end());
   std::vector<int32_t> out;
   for (const Row& r : rows) out.push_back(r.rec);
@@ -133,11 +142,14 @@ class IndexSamples : public ::testing::Test {
 
 // Sample files whose index no longer matches its table (the table changed
 // without it): the verifier must say so.
-bool stale(const Sample& s) { return lower(fs::path(s.index).filename().string()) == "issue115.cdx"; }
+bool stale(const Sample& s) {
+  return lower(fs::path(s.index).filename().string()) == "issue115.cdx";
+}
 
 // Tags whose keys this engine cannot compute: bitmap indexes, and a key
 // made with a function it does not have.
-const char* const kNotComputed[] = {"fb2p_dbf.cdx/NOTDELETED", "fb2p_free.cdx/LOGICO", "orditems.cdx/PRODUCT_ID"};
+const char* const kNotComputed[] = {"fb2p_dbf.cdx/NOTDELETED", "fb2p_free.cdx/LOGICO",
+                                    "orditems.cdx/PRODUCT_ID"};
 
 TEST_F(IndexSamples, EveryTagListsItsRecordsInOrder) {
   const std::vector<Sample> all = samples();
@@ -187,8 +199,10 @@ TEST_F(IndexSamples, EveryTagListsItsRecordsInOrder) {
       }
     xbase::index::FileVerdict verdict;
     ASSERT_TRUE(xbase::index::verify_file(*d->table->indexes(), *file, &verdict));
-    if (stale(s)) EXPECT_NE(verdict.first_problem().find("it lacks record"), std::string::npos);
-    else EXPECT_TRUE(verdict.ok()) << verdict.first_problem();
+    if (stale(s))
+      EXPECT_NE(verdict.first_problem().find("it lacks record"), std::string::npos);
+    else
+      EXPECT_TRUE(verdict.ok()) << verdict.first_problem();
     d4close(d);
   }
   EXPECT_EQ(not_computed, std::size(kNotComputed));
@@ -228,7 +242,8 @@ TEST_F(IndexSamples, SeekingEachRecordsKeyFindsIt) {
           continue;
         }
         d4tagSelectP(d, tag.get());
-        ASSERT_EQ(d4seekN(d, value.data(), static_cast<int>(value.size())), r4success) << "record " << r;
+        ASSERT_EQ(d4seekN(d, value.data(), static_cast<int>(value.size())), r4success)
+            << "record " << r;
         std::string found(expr4str(key), static_cast<size_t>(expr4len(key)));
         d4go(d, r);
         std::string own(expr4str(key), static_cast<size_t>(expr4len(key)));

@@ -77,7 +77,12 @@ class MemoryNodeStore final : public xbase::index::NodeStore {
     for (uint32_t p : dirty_) {
       auto it = nodes_.find(p);
       if (it == nodes_.end()) continue;
-      if (!codec_.fits(*it->second)) return xbase::Status(e4data, "node " + std::to_string(p) + " overflows");
+      if (!codec_.fits(*it->second))
+        return xbase::Status(e4data, "node " + std::to_string(p) + " overflows");
+      // What the tree worked out step by step must be what the codec counts.
+      if (it->second->space_hint >= 0 &&
+          static_cast<size_t>(it->second->space_hint) != codec_.space_used(*it->second))
+        return xbase::Status(e4data, "node " + std::to_string(p) + ": its space is known wrongly");
       codec_.encode(*it->second, page);
       auto copy = std::make_unique<xbase::index::Node>();
       xbase::Status st = codec_.decode(page, p, copy.get());

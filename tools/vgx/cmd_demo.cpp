@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "demo_data.h"
 #include "demo_folder.h"
+#include "engine_index.h"
 #include "report.h"
 #include "table_open.h"
 #include "value_format.h"
@@ -61,6 +62,22 @@ std::vector<FieldDesc> order_fields(TableFormat format) {
           {"ORDERED", 'D', 8, 0, false},  {"AMOUNT", 'N', 10, 2, false},
           {"SHIPPED", 'L', 1, 0, false},
           {"REMARKS", 'M', format == TableFormat::vfp ? 4 : 10, 0, false}};
+}
+
+// The FoxPro formats get production indexes: what applications seek by.
+bool indexed(TableFormat format) { return format == TableFormat::fox || format == TableFormat::vfp; }
+
+std::vector<TagPlan> customer_tags() {
+  return {{"ID", "ID", "", true, false},
+          {"NAME", "UPPER(NAME)", "", false, false},
+          {"CITY", "UPPER(CITY)+UPPER(NAME)", "", false, false},
+          {"YOUNGEST", "DTOS(BIRTH)", "ACTIVE", false, true}};
+}
+
+std::vector<TagPlan> order_tags() {
+  return {{"ORDER_NO", "ORDER_NO", "", true, false},
+          {"CUST_ID", "STR(CUST_ID,6)+DTOS(ORDERED)", "", false, false},
+          {"OPEN", "DTOS(ORDERED)", ".NOT. SHIPPED .AND. .NOT. DELETED()", false, false}};
 }
 
 double money(int64_t cents) { return static_cast<double>(cents) / 100.0; }
@@ -245,6 +262,8 @@ void print_hints(const std::string& customers, const std::string& orders, TableF
       {"vgx dump " + quoted_if_needed(orders), "every record as an aligned table"},
       {"vgx dump --csv " + quoted_if_needed(customers), "every record as CSV, for a spreadsheet"},
       {"vgx dump --deleted " + quoted_if_needed(orders), "deleted records too, marked with *"},
+      {"vgx dump " + quoted_if_needed(orders) + " --tag OPEN", "open orders, oldest first (FoxPro formats)"},
+      {"vgx check " + quoted_if_needed(customers), "verify the index against the table (FoxPro formats)"},
       {"vgx demo --format " + other + " --dir demo-" + other,
        dbase ? "the same data as Clipper tables" : "the same data as dBASE IV tables"},
   };
@@ -296,6 +315,9 @@ int run_demo(const std::vector<std::string>& args) {
     settings = writer.settings();
     if (!write_customers(writer, customers, format->format)) return kExitFailure;
     if (!write_orders(writer, orders, format->format)) return kExitFailure;
+    if (indexed(format->format) && (!index_new_table(writer, customers, customer_tags()) ||
+                                    !index_new_table(writer, orders, order_tags())))
+      return kExitFailure;
   }
 
   std::ostream& out = std::cout;
@@ -320,6 +342,18 @@ int run_demo(const std::vector<std::string>& args) {
   dump.max_cell_width = kDemoCellWidth;
   if (const int rc = dump_table(reader, customers, dump, out); rc != kExitOk) return rc;
   out << '\n';
+
+  if (indexed(format->format)) {
+    out << "What 'vgx tags " << quoted_if_needed(customers) << "' shows\n";
+    if (const int rc = print_tags(reader, customers, out); rc != kExitOk) return rc;
+    out << '\n';
+    out << "The first " << kShownCustomers << " customers by name ('vgx dump "
+        << quoted_if_needed(customers) << " --tag NAME')\n";
+    DumpOptions by_name = dump;
+    by_name.tag = "NAME";
+    if (const int rc = dump_table(reader, customers, by_name, out); rc != kExitOk) return rc;
+    out << '\n';
+  }
 
   Summary sum;
   if (!compute_summary(customers, orders, sum)) return kExitFailure;

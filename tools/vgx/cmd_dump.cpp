@@ -1,8 +1,9 @@
-// vgx dump: every record in record order, as an aligned table or as CSV.
+// vgx dump: every record in record order (or a tag's order), as an aligned table or as CSV.
 #include <iostream>
 
 #include "commands.h"
 #include "csv.h"
+#include "engine_index.h"
 #include "report.h"
 #include "table_open.h"
 #include "table_printer.h"
@@ -65,7 +66,21 @@ int dump_table(Engine& engine, const std::string& name, const DumpOptions& optio
   std::vector<std::string> cells;
   if (!options.filter.empty() && !table.set_filter(options.filter))
     return fail("filter '" + options.filter + "': " + engine.take_error());
-  for (bool on = table.first(); on; on = table.next()) {
+  if (!options.tag.empty()) {
+    if (!open_production_index(table, nullptr))
+      return fail("cannot open the index of '" + opened->path + "': " + engine.take_error());
+    if (!select_tag(table, options.tag))
+      return fail("no tag " + options.tag + " in the index of '" + opened->path + "'");
+  }
+  bool start = true;
+  if (options.has_seek) {
+    const int rc = seek(table, options.seek);
+    if (rc < 0) return fail("seek '" + options.seek + "' failed: " + engine.take_error());
+    start = rc == 0 || rc == 2;  // on the key, or on the next greater one
+  } else {
+    start = table.first();
+  }
+  for (bool on = start; on; on = table.next()) {
     const bool deleted = table.deleted();
     if (deleted && !options.with_deleted) continue;
     if (!table.passes()) {
@@ -98,6 +113,14 @@ int run_dump(const std::vector<std::string>& args) {
     if (arg == "--filter") {
       if (i + 1 >= args.size()) return usage_error("dump: --filter needs an expression");
       options.filter = args[++i];
+    } else if (arg == "--tag" || arg == "--seek") {
+      if (i + 1 >= args.size()) return usage_error("dump: " + arg + " needs a value");
+      if (arg == "--tag") {
+        options.tag = args[++i];
+      } else {
+        options.seek = args[++i];
+        options.has_seek = true;
+      }
     } else if (arg == "--csv") {
       options.csv = true;
     } else if (arg == "--deleted") {
@@ -111,8 +134,10 @@ int run_dump(const std::vector<std::string>& args) {
     }
   }
   if (file.empty()) {
-    return usage_error("dump needs a table file: vgx dump FILE [--csv] [--deleted] [--filter EXPR]");
+    return usage_error("dump needs a table file: vgx dump FILE [--csv] [--deleted] [--filter EXPR] "
+                       "[--tag NAME [--seek KEY]]");
   }
+  if (options.has_seek && options.tag.empty()) return usage_error("dump: --seek needs --tag");
   Engine engine;
   if (!engine.ok()) return fail("the engine could not start");
   return dump_table(engine, file, options, std::cout);

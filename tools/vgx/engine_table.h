@@ -139,6 +139,9 @@ class Table {
   // Writes what is pending and closes; false on failure. The destructor closes too.
   bool close();
 
+  // For the other thin engine files (engine_index.cpp).
+  DATA4* handle() const { return data_; }
+
  private:
   Table(Engine& engine, DATA4* data);
   bool moved(int rc);

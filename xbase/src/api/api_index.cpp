@@ -1,8 +1,9 @@
 // Index file and tag functions: argument checks and translation to the
 // table's index set.
+#include <strings.h>
+
 #include <cstdlib>
 #include <cstring>
-#include <strings.h>
 
 #include "api/api_index_support.h"
 #include "api/guard.h"
@@ -58,7 +59,8 @@ bool tag_definitions(CODE4* c4, const TAG4INFO* tags, std::vector<index::TagDefi
     }
     def.unique = t->unique;
     def.descending = t->descending != 0;
-    def.collation = c4->settings.collating == 1 ? index::Collation::kGeneral : index::Collation::kMachine;
+    def.collation =
+        c4->settings.collating == 1 ? index::Collation::kGeneral : index::Collation::kMachine;
     out->push_back(std::move(def));
   }
   if (out->empty()) {
@@ -81,7 +83,8 @@ IndexFile* create_index(DATA4* d, const char* name, const TAG4INFO* tags) {
   if (!supports_index_format(c4) || !tag_definitions(c4, tags, &defs)) return nullptr;
   const bool production = name == nullptr || *name == 0;
   const std::string path =
-      production ? index::production_index_path(d->table->path(), code4indexExtension(c4)) : index_path(d, name);
+      production ? index::production_index_path(d->table->path(), code4indexExtension(c4))
+                 : index_path(d, name);
   if (int rc = d->write_pending(); rc != 0) return nullptr;
   IndexFile* file = nullptr;
   Status st = d->table->make_indexes(c4)->create(path, defs, c4->settings.safety != 0, &file);
@@ -123,7 +126,8 @@ INDEX4* i4create(DATA4* d, const char* name, const TAG4INFO* tags) {
     c4->fail(e4parm, "i4create needs a tag list");
     return nullptr;
   }
-  return guarded<INDEX4*>(c4, nullptr, [&]() -> INDEX4* { return xbase::api::create_index(d, name, tags); });
+  return guarded<INDEX4*>(c4, nullptr,
+                          [&]() -> INDEX4* { return xbase::api::create_index(d, name, tags); });
 }
 
 int i4close(INDEX4* i) {
@@ -148,7 +152,8 @@ TAG4INFO* i4tagInfo(INDEX4* i) {
     // u4freeDefault frees it all.
     const auto& tags = f->tags();
     size_t bytes = (tags.size() + 1) * sizeof(TAG4INFO);
-    for (const auto& t : tags) bytes += t->name().size() + t->def().key_expr.size() + t->def().filter.size() + 3;
+    for (const auto& t : tags)
+      bytes += t->name().size() + t->def().key_expr.size() + t->def().filter.size() + 3;
     auto* info = static_cast<TAG4INFO*>(std::calloc(1, bytes));
     if (info == nullptr) {
       c4->fail(e4memory, "out of memory");
@@ -179,7 +184,8 @@ TAG4* i4tag(INDEX4* i, const char* name) {
   if (c4 == nullptr) return nullptr;
   Tag* t = name ? f->find_tag(name) : nullptr;
   if (t == nullptr && c4->settings.err_tag_name)
-    c4->fail(e4tagName, "index " + f->path() + " has no tag " + (name ? std::string(name) : std::string("(none)")));
+    c4->fail(e4tagName, "index " + f->path() + " has no tag " +
+                            (name ? std::string(name) : std::string("(none)")));
   return t;
 }
 
@@ -194,7 +200,8 @@ int t4uniqueSet(TAG4* t, int mode) {
   if (mode == r4check) return old;
   CODE4* c4 = context_of(&tag->file());
   if (old == 0 || (mode != r4unique && mode != r4uniqueContinue)) {
-    if (c4) c4->fail(e4parm, "tag " + tag->name() + ": only a unique tag's mode can be set, to 20 or 25");
+    if (c4)
+      c4->fail(e4parm, "tag " + tag->name() + ": only a unique tag's mode can be set, to 20 or 25");
     return e4parm;
   }
   tag->set_unique_mode(mode);

@@ -39,7 +39,7 @@ TextView fn_alltrim(Program& p, const Node& n) {
 TextView fn_ltrim(Program& p, const Node& n) { return left_trimmed(p.text(n.arg[0])); }
 TextView fn_rtrim(Program& p, const Node& n) { return right_trimmed(p.text(n.arg[0])); }
 
-// The letters of Windows-1252 beyond ASCII, for tables marked with that
+// The letters of code page 1252 beyond ASCII, for tables marked with that
 // code page (the FoxPro products change their case as well).
 inline constexpr uint8_t kAnsiCodePage = 0x03;
 

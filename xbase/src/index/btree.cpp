@@ -15,11 +15,24 @@ Status corrupt(uint32_t page, const std::string& what) {
 }
 
 size_t lower_bound(const Node& node, const SeekTarget& t) {
+  // The target's first bytes as a number to compare with the keys' heads:
+  // where the heads differ over those bytes, they decide.
+  const size_t m = std::min<size_t>({t.len, 8, node.key_len});
+  uint64_t head = 0;
+  for (size_t b = 0; b < 8; ++b) head = (head << 8) | (b < m ? t.key[b] : 0);
+  const uint64_t mask = m == 0 ? 0 : ~uint64_t{0} << (64 - 8 * m);
+  const uint64_t* heads = node.heads();
   size_t lo = 0, hi = node.count();
   while (lo < hi) {
-    size_t mid = (lo + hi) / 2;
-    if (compare_to_target(node.key(mid), node.recs[mid], t, node.key_len) < 0) lo = mid + 1;
-    else hi = mid;
+    const size_t mid = (lo + hi) / 2;
+    const uint64_t h = heads[mid] & mask;
+    const bool below =
+        h != head ? h < head
+                  : compare_to_target(node.key(mid), node.recs[mid], t, node.key_len) < 0;
+    if (below)
+      lo = mid + 1;
+    else
+      hi = mid;
   }
   return lo;
 }
@@ -41,11 +54,13 @@ int compare_to_target(const uint8_t* key, uint32_t rec, const SeekTarget& t, siz
 }
 
 Status BTree::load_child(const Node& parent, size_t slot, int depth, Node** out) {
-  if (depth >= kMaxDepth) return corrupt(parent.page, "the tree is deeper than any real index (a cycle?)");
+  if (depth >= kMaxDepth)
+    return corrupt(parent.page, "the tree is deeper than any real index (a cycle?)");
   const uint32_t child = parent.children[slot];
   if (child == parent.page) return corrupt(parent.page, "a node names itself as its child");
   XB_TRY(store_.load(child, out));
-  if ((*out)->key_len != parent.key_len) return corrupt(child, "key length differs from its parent's");
+  if ((*out)->key_len != parent.key_len)
+    return corrupt(child, "key length differs from its parent's");
   return Status::ok();
 }
 
@@ -78,7 +93,8 @@ Status BTree::step_forward(Path* path, bool* moved) {
       return Status::ok();
     }
     int l = path->depth - 2;
-    while (l >= 0 && path->levels[static_cast<size_t>(l)].slot + 1 >= path->levels[static_cast<size_t>(l)].node->count())
+    while (l >= 0 && path->levels[static_cast<size_t>(l)].slot + 1 >=
+                         path->levels[static_cast<size_t>(l)].node->count())
       --l;
     if (l < 0) return Status::ok();  // past the last entry
     ++path->levels[static_cast<size_t>(l)].slot;
@@ -86,8 +102,10 @@ Status BTree::step_forward(Path* path, bool* moved) {
       const Path::Level& up = path->levels[static_cast<size_t>(m - 1)];
       Node* node = nullptr;
       XB_TRY(load_child(*up.node, up.slot, m, &node));
-      if (node->leaf != (m == path->depth - 1)) return corrupt(node->page, "leaves at different depths");
-      if (!node->leaf && node->empty()) return corrupt(node->page, "an interior node without entries");
+      if (node->leaf != (m == path->depth - 1))
+        return corrupt(node->page, "leaves at different depths");
+      if (!node->leaf && node->empty())
+        return corrupt(node->page, "an interior node without entries");
       path->levels[static_cast<size_t>(m)] = {node, 0};
     }
     if (path->leaf().node->count() > 0) {
@@ -115,8 +133,10 @@ Status BTree::step_back(Path* path, bool* moved) {
       const Path::Level& up = path->levels[static_cast<size_t>(m - 1)];
       Node* node = nullptr;
       XB_TRY(load_child(*up.node, up.slot, m, &node));
-      if (node->leaf != (m == path->depth - 1)) return corrupt(node->page, "leaves at different depths");
-      if (!node->leaf && node->empty()) return corrupt(node->page, "an interior node without entries");
+      if (node->leaf != (m == path->depth - 1))
+        return corrupt(node->page, "leaves at different depths");
+      if (!node->leaf && node->empty())
+        return corrupt(node->page, "an interior node without entries");
       path->levels[static_cast<size_t>(m)] = {node, node->leaf ? node->count() : node->count() - 1};
     }
   }
@@ -153,8 +173,8 @@ Status BTree::fix_high_keys(Path* path, int level) {
     Path::Level& up = path->levels[static_cast<size_t>(l)];
     if (child->empty()) return Status::ok();
     const size_t last = child->count() - 1;
-    if (compare_entry(up.node->key(up.slot), up.node->recs[up.slot], child->key(last), child->recs[last],
-                      up.node->key_len) == 0)
+    if (compare_entry(up.node->key(up.slot), up.node->recs[up.slot], child->key(last),
+                      child->recs[last], up.node->key_len) == 0)
       return Status::ok();
     up.node->set_entry(up.slot, child->key(last), child->recs[last]);
     store_.changed(up.node);
@@ -170,13 +190,22 @@ Status BTree::insert(const uint8_t* key, uint32_t rec) {
   Path::Level& lv = path.leaf();
   Node* leaf = lv.node;
   // Inserting an entry that is there already changes nothing.
-  if (lv.slot < leaf->count() && compare_entry(leaf->key(lv.slot), leaf->recs[lv.slot], key, rec, leaf->key_len) == 0)
+  if (lv.slot < leaf->count() &&
+      compare_entry(leaf->key(lv.slot), leaf->recs[lv.slot], key, rec, leaf->key_len) == 0)
     return Status::ok();
+  const PageCodec& codec = store_.codec();
+  // The space a page's entries take, known from the last insert: the
+  // codec works out the change from the new entry's neighbours.
+  const size_t before =
+      leaf->space_hint >= 0 ? static_cast<size_t>(leaf->space_hint) : codec.space_used(*leaf);
   leaf->insert(lv.slot, key, rec);
+  const size_t after = codec.space_after_insert(*leaf, lv.slot, before);
+  leaf->space_hint = static_cast<int64_t>(after);
   store_.changed(leaf);
   const bool at_end = lv.slot + 1 == leaf->count();
   if (at_end) XB_TRY(fix_high_keys(&path, path.depth - 1));
-  if (!store_.codec().fits(*leaf)) XB_TRY(split(&path, path.depth - 1, at_end && leaf->right == kNoPage));
+  if (after > codec.space_total(true))
+    XB_TRY(split(&path, path.depth - 1, at_end && leaf->right == kNoPage));
   return Status::ok();
 }
 
@@ -186,7 +215,8 @@ Status BTree::split(Path* path, int level, bool appending) {
   if (n->count() < 2) return Status(e4index, "an index entry is larger than a page");
   // Filling in key order (appends) leaves full pages behind: the new
   // entry alone starts the new page.
-  size_t k = appending ? n->count() - 1 : std::clamp<size_t>(codec.split_point(*n), 1, n->count() - 1);
+  size_t k =
+      appending ? n->count() - 1 : std::clamp<size_t>(codec.split_point(*n), 1, n->count() - 1);
   Node* r = nullptr;
   XB_TRY(store_.create(n->leaf, &r));
   n->move_tail(k, r);
@@ -200,7 +230,8 @@ Status BTree::split(Path* path, int level, bool appending) {
     n->append(r->key(0), r->recs[0], r->leaf ? kNoPage : r->children[0]);
     r->erase(0);
   }
-  if (!codec.fits(*n) || !codec.fits(*r)) return Status(e4index, "index entries too large to split a page");
+  if (!codec.fits(*n) || !codec.fits(*r))
+    return Status(e4index, "index entries too large to split a page");
   r->right = n->right;
   r->left = n->page;
   if (n->right != kNoPage) {
@@ -290,11 +321,13 @@ Status BTree::rebalance(Path* path, int level) {
   XB_TRY(load_child(*p, right_slot, level, &r));
   if (l->leaf != r->leaf || l == r) return corrupt(p->page, "children of different kinds");
   Node merged = *l;
-  for (size_t i = 0; i < r->count(); ++i) merged.append(r->key(i), r->recs[i], r->leaf ? kNoPage : r->children[i]);
+  for (size_t i = 0; i < r->count(); ++i)
+    merged.append(r->key(i), r->recs[i], r->leaf ? kNoPage : r->children[i]);
   if (!codec.fits(merged)) return Status::ok();
   l->keys.swap(merged.keys);
   l->recs.swap(merged.recs);
   l->children.swap(merged.children);
+  l->touched();
   XB_TRY(unlink(r));
   l->right = r->right;  // unlink wrote this through the loaded node as well
   store_.changed(l);
@@ -427,7 +460,8 @@ class LevelWriter {
   }
   Status finish() {
     if (!node_.empty()) {
-      high_keys.insert(high_keys.end(), node_.key(node_.count() - 1), node_.key(node_.count() - 1) + node_.key_len);
+      high_keys.insert(high_keys.end(), node_.key(node_.count() - 1),
+                       node_.key(node_.count() - 1) + node_.key_len);
       high_recs.push_back(node_.recs.back());
     } else {
       high_keys.resize(high_keys.size() + node_.key_len, 0);
@@ -454,7 +488,8 @@ Status BTree::build(const EntrySource& entries) {
   size_t nodes = 0;
   {
     LevelWriter leaves(store_, true);
-    for (size_t i = 0; i < entries.size(); ++i) XB_TRY(leaves.add(entries.key(i), entries.rec(i), kNoPage));
+    for (size_t i = 0; i < entries.size(); ++i)
+      XB_TRY(leaves.add(entries.key(i), entries.rec(i), kNoPage));
     // A single leaf is the root itself.
     XB_TRY(leaves.close(&nodes, true));
     if (nodes == 1) return store_.set_root(leaves.pages[0]);
@@ -465,7 +500,8 @@ Status BTree::build(const EntrySource& entries) {
   for (int depth = 1; depth < kMaxDepth; ++depth) {
     // Count first: the top level's only node is the root.
     LevelWriter level(store_, false);
-    for (size_t i = 0; i < recs.size(); ++i) XB_TRY(level.add(keys.data() + i * kl, recs[i], children[i]));
+    for (size_t i = 0; i < recs.size(); ++i)
+      XB_TRY(level.add(keys.data() + i * kl, recs[i], children[i]));
     XB_TRY(level.close(&nodes, true));
     if (nodes == 1) return store_.set_root(level.pages[0]);
     keys.swap(level.high_keys);
@@ -489,7 +525,8 @@ Status BTree::check(TreeStats* stats) {
   std::vector<uint32_t> expect_recs;
   std::vector<uint8_t> prev_key(kl);
   for (int depth = 0; !pages.empty(); ++depth) {
-    if (depth >= kMaxDepth) return corrupt(pages[0], "the tree is deeper than any real index (a cycle?)");
+    if (depth >= kMaxDepth)
+      return corrupt(pages[0], "the tree is deeper than any real index (a cycle?)");
     std::vector<uint32_t> next_pages;
     std::vector<uint8_t> next_keys;
     std::vector<uint32_t> next_recs;
@@ -507,12 +544,16 @@ Status BTree::check(TreeStats* stats) {
       if (node->key_len != kl) return corrupt(page, "wrong key length");
       if (node->empty() && depth > 0) return corrupt(page, "an empty node below the root");
       if (!node->leaf && node->empty()) return corrupt(page, "an interior node without entries");
-      if (node->root != (depth == 0)) return corrupt(page, depth == 0 ? "the root is not marked as root" : "a node below the root is marked as root");
+      if (node->root != (depth == 0))
+        return corrupt(page, depth == 0 ? "the root is not marked as root"
+                                        : "a node below the root is marked as root");
       const uint32_t want_left = i == 0 ? kNoPage : pages[i - 1];
       const uint32_t want_right = i + 1 == pages.size() ? kNoPage : pages[i + 1];
-      if (node->left != want_left || node->right != want_right) return corrupt(page, "wrong sibling links");
+      if (node->left != want_left || node->right != want_right)
+        return corrupt(page, "wrong sibling links");
       for (size_t e = 0; e < node->count(); ++e) {
-        if (have_prev && compare_entry(prev_key.data(), prev_rec, node->key(e), node->recs[e], kl) >= 0)
+        if (have_prev &&
+            compare_entry(prev_key.data(), prev_rec, node->key(e), node->recs[e], kl) >= 0)
           return corrupt(page, "entries out of order at entry " + std::to_string(e));
         std::memcpy(prev_key.data(), node->key(e), kl);
         prev_rec = node->recs[e];
@@ -525,7 +566,8 @@ Status BTree::check(TreeStats* stats) {
       }
       if (depth > 0) {
         const size_t last = node->count() - 1;
-        if (compare_entry(node->key(last), node->recs[last], expect_keys.data() + i * kl, expect_recs[i], kl) != 0)
+        if (compare_entry(node->key(last), node->recs[last], expect_keys.data() + i * kl,
+                          expect_recs[i], kl) != 0)
           return corrupt(page, "its parent's entry is not its highest entry");
       }
       if (node->leaf) {

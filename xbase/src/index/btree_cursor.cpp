@@ -20,8 +20,10 @@ Status BTreeCursor::settle_forward() {
   }
   bool moved = false;
   XB_TRY(tree_.step_forward(&path_, &moved));
-  if (moved) take_entry();
-  else where_ = Where::kAfterLast;
+  if (moved)
+    take_entry();
+  else
+    where_ = Where::kAfterLast;
   return Status::ok();
 }
 
@@ -29,8 +31,10 @@ Status BTreeCursor::first() {
   where_ = Where::kNowhere;
   XB_TRY(tree_.edge(false, &path_));
   const Path::Level& leaf = path_.leaf();
-  if (leaf.slot < leaf.node->count()) take_entry();
-  else where_ = Where::kAfterLast;
+  if (leaf.slot < leaf.node->count())
+    take_entry();
+  else
+    where_ = Where::kAfterLast;
   return Status::ok();
 }
 
@@ -38,8 +42,10 @@ Status BTreeCursor::last() {
   where_ = Where::kNowhere;
   XB_TRY(tree_.edge(true, &path_));
   const Path::Level& leaf = path_.leaf();
-  if (leaf.slot < leaf.node->count()) take_entry();
-  else where_ = Where::kAfterLast;
+  if (leaf.slot < leaf.node->count())
+    take_entry();
+  else
+    where_ = Where::kAfterLast;
   return Status::ok();
 }
 
@@ -57,8 +63,10 @@ Status BTreeCursor::seek_before(const SeekTarget& target) {
   XB_TRY(tree_.descend(target, &path_));
   bool moved = false;
   XB_TRY(tree_.step_back(&path_, &moved));
-  if (moved) take_entry();
-  else where_ = Where::kBeforeFirst;
+  if (moved)
+    take_entry();
+  else
+    where_ = Where::kBeforeFirst;
   return Status::ok();
 }
 
@@ -69,8 +77,8 @@ Status BTreeCursor::restore(bool* between) {
   XB_TRY(tree_.descend(target, &path_));
   const Path::Level& leaf = path_.leaf();
   *between = !(leaf.slot < leaf.node->count() &&
-               compare_entry(leaf.node->key(leaf.slot), leaf.node->recs[leaf.slot], key_.data(), rec_,
-                             key_.size()) == 0);
+               compare_entry(leaf.node->key(leaf.slot), leaf.node->recs[leaf.slot], key_.data(),
+                             rec_, key_.size()) == 0);
   version_ = tree_.store().version();
   return Status::ok();
 }
@@ -78,33 +86,43 @@ Status BTreeCursor::restore(bool* between) {
 Status BTreeCursor::next() {
   switch (where_) {
     case Where::kNowhere:
-    case Where::kBeforeFirst: return first();
-    case Where::kAfterLast: return Status::ok();
-    case Where::kOn: break;
+    case Where::kBeforeFirst:
+      return first();
+    case Where::kAfterLast:
+      return Status::ok();
+    case Where::kOn:
+      break;
   }
   bool between = false;
   XB_TRY(restore(&between));
   if (between) return settle_forward();
   bool moved = false;
   XB_TRY(tree_.step_forward(&path_, &moved));
-  if (moved) take_entry();
-  else where_ = Where::kAfterLast;
+  if (moved)
+    take_entry();
+  else
+    where_ = Where::kAfterLast;
   return Status::ok();
 }
 
 Status BTreeCursor::prev() {
   switch (where_) {
     case Where::kNowhere:
-    case Where::kAfterLast: return last();
-    case Where::kBeforeFirst: return Status::ok();
-    case Where::kOn: break;
+    case Where::kAfterLast:
+      return last();
+    case Where::kBeforeFirst:
+      return Status::ok();
+    case Where::kOn:
+      break;
   }
   bool between = false;
   XB_TRY(restore(&between));
   bool moved = false;
   XB_TRY(tree_.step_back(&path_, &moved));
-  if (moved) take_entry();
-  else where_ = Where::kBeforeFirst;
+  if (moved)
+    take_entry();
+  else
+    where_ = Where::kBeforeFirst;
   return Status::ok();
 }
 

@@ -39,6 +39,16 @@ class BTreeCursor {
   // The entry: key bytes (key_len) and record number, valid until the next move.
   const uint8_t* key() const { return key_.data(); }
   uint32_t rec() const { return rec_; }
+  // The record of the entry `ahead` entries on (negative: back) when it is
+  // in the same leaf, else 0: a hint for reading ahead.
+  uint32_t peek(int ahead) const {
+    if (where_ != Where::kOn || path_.depth == 0) return 0;
+    const Path::Level& leaf = path_.leaf();
+    const int64_t at = static_cast<int64_t>(leaf.slot) + ahead;
+    return at >= 0 && at < static_cast<int64_t>(leaf.node->count())
+               ? leaf.node->recs[static_cast<size_t>(at)]
+               : 0;
+  }
   // Forgets the position (the next move must be First, Last or Seek).
   void reset() { where_ = Where::kNowhere; }
 

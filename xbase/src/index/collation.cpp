@@ -8,7 +8,7 @@ namespace xbase::index {
 
 namespace {
 
-constexpr uint8_t kFirstPunct = 0x11;   // blank
+constexpr uint8_t kFirstPunct = 0x11;  // blank
 constexpr uint8_t kLastSymbol = 0x55;
 constexpr uint8_t kFirstDigit = 0x56;
 constexpr uint8_t kFirstLetter = 0x60;  // a
@@ -24,18 +24,27 @@ constexpr uint8_t kThorn = 0x7F;
 
 constexpr uint8_t letter(char c) { return kLetter[c - 'a']; }
 
-// The base letter of Windows-1252's accented letters (0xC0-0xFF and the
+// The base letter of the accented letters of code page 1252 (0xC0-0xFF and the
 // few in 0x80-0x9F), 0 for those that are not letters.
 constexpr uint8_t latin1_base(uint8_t c) {
   switch (c) {
-    case 0x8A: case 0x9A: return letter('s');  // S and s caron
-    case 0x8C: case 0x9C: return letter('o');  // OE ligature
-    case 0x8E: case 0x9E: return letter('z');  // Z and z caron
-    case 0x9F: return letter('y');             // Y diaeresis
-    case 0x83: return letter('f');             // f hook
-    default: break;
+    case 0x8A:
+    case 0x9A:
+      return letter('s');  // S and s caron
+    case 0x8C:
+    case 0x9C:
+      return letter('o');  // OE ligature
+    case 0x8E:
+    case 0x9E:
+      return letter('z');  // Z and z caron
+    case 0x9F:
+      return letter('y');  // Y diaeresis
+    case 0x83:
+      return letter('f');  // f hook
+    default:
+      break;
   }
-  if (c < 0xC0 || c == 0xD7 || c == 0xF7) return 0;  // times and divide are symbols
+  if (c < 0xC0 || c == 0xD7 || c == 0xF7) return 0;                  // times and divide are symbols
   const uint8_t u = c >= 0xE0 ? static_cast<uint8_t>(c - 0x20) : c;  // to upper
   if (u <= 0xC5) return letter('a');
   if (u == 0xC6) return letter('a');  // AE ligature
@@ -61,7 +70,8 @@ constexpr std::array<uint8_t, 256> make_weights() {
   // then every other symbol in byte order.
   uint8_t next = kFirstPunct;
   for (int c = 0x20; c <= 0x2F; ++c) w[c] = next++;
-  for (int c : {':', ';', '<', '=', '>', '?', '@', '[', '\\', ']', '^', '_', '`', '{', '|', '}', '~'})
+  for (int c :
+       {':', ';', '<', '=', '>', '?', '@', '[', '\\', ']', '^', '_', '`', '{', '|', '}', '~'})
     w[c] = next++;
   for (int c = 0x7F; c <= 0xFF; ++c) {
     if (latin1_base(static_cast<uint8_t>(c)) != 0) continue;

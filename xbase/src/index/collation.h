@@ -16,7 +16,7 @@
 
 namespace xbase::index {
 
-// Weight of one byte of Windows-1252 text.
+// Weight of one byte of code page 1252 (ANSI) text.
 uint8_t general_weight(uint8_t c);
 
 // Writes the weights of `text` (trailing blanks dropped) into `out` and
@@ -24,7 +24,8 @@ uint8_t general_weight(uint8_t c);
 size_t general_key(const char* text, size_t len, uint8_t* out, size_t out_len);
 
 // Weights of a seek value, one byte per character; its trailing blanks
-// become the keys' zero padding, so "ABC  " finds the key of "ABC". Answers the number of bytes written (at most out_len).
+// become the keys' zero padding, so "ABC  " finds the key of "ABC". Answers the number of bytes
+// written (at most out_len).
 size_t general_seek_key(const char* text, size_t len, uint8_t* out, size_t out_len);
 
 }  // namespace xbase::index

@@ -1,7 +1,8 @@
 #include "index/index_file.h"
 
-#include <algorithm>
 #include <strings.h>
+
+#include <algorithm>
 
 namespace xbase::index {
 
@@ -14,8 +15,9 @@ Tag* IndexFile::find_tag(std::string_view name) const {
 }
 
 void IndexFile::drop_tag(Tag* tag) {
-  tags_.erase(std::remove_if(tags_.begin(), tags_.end(), [tag](const auto& t) { return t.get() == tag; }),
-              tags_.end());
+  tags_.erase(
+      std::remove_if(tags_.begin(), tags_.end(), [tag](const auto& t) { return t.get() == tag; }),
+      tags_.end());
 }
 
 }  // namespace xbase::index

@@ -76,7 +76,9 @@ class IndexFile : public INDEX4 {
 // Holds a read (or write) of a shared index file for a scope.
 class ReadScope {
  public:
-  ReadScope(IndexFile& file, const table::RetryPolicy& retry) : file_(file) { status_ = file.begin_read(retry); }
+  ReadScope(IndexFile& file, const table::RetryPolicy& retry) : file_(file) {
+    status_ = file.begin_read(retry);
+  }
   ~ReadScope() {
     if (status_) file_.end_read();
   }

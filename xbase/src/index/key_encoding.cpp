@@ -84,7 +84,8 @@ size_t key_from_text(KeyKind kind, std::string_view text, uint8_t* out) {
       out[0] = (c == 'T' || c == 't' || c == 'Y' || c == 'y') ? 'T' : 'F';
       return 1;
     }
-    case KeyKind::kText: break;
+    case KeyKind::kText:
+      break;
   }
   std::memcpy(out, text.data(), text.size());
   return text.size();
@@ -92,12 +93,18 @@ size_t key_from_text(KeyKind kind, std::string_view text, uint8_t* out) {
 
 std::string_view kind_name(KeyKind kind) {
   switch (kind) {
-    case KeyKind::kText: return "character";
-    case KeyKind::kNumber: return "numeric";
-    case KeyKind::kInt32: return "integer";
-    case KeyKind::kDate: return "date";
-    case KeyKind::kDateTime: return "date-time";
-    case KeyKind::kLogical: return "logical";
+    case KeyKind::kText:
+      return "character";
+    case KeyKind::kNumber:
+      return "numeric";
+    case KeyKind::kInt32:
+      return "integer";
+    case KeyKind::kDate:
+      return "date";
+    case KeyKind::kDateTime:
+      return "date-time";
+    case KeyKind::kLogical:
+      return "logical";
   }
   return "?";
 }
@@ -112,7 +119,8 @@ std::string describe_key(KeyKind kind, Collation collation, bool nullable, const
   char buf[64];
   switch (kind) {
     case KeyKind::kText:
-      if (collation == Collation::kMachine) return std::string(reinterpret_cast<const char*>(key), len);
+      if (collation == Collation::kMachine)
+        return std::string(reinterpret_cast<const char*>(key), len);
       break;
     case KeyKind::kNumber:
       if (len != kNumberKeyLen) break;

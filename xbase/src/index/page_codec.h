@@ -17,9 +17,12 @@ namespace xbase::index {
 // Running totals while a bulk build fills one node entry by entry.
 struct PackState {
   size_t count = 0;
-  size_t bytes = 0;          // variable part of the entries so far
+  size_t bytes = 0;  // variable part of the entries so far
   uint32_t max_rec = 0;
   const uint8_t* prev = nullptr;  // the last key added
+  // A codec's own memo: the entry size for record numbers up to rec_limit.
+  uint32_t rec_limit = 0;
+  uint32_t entry_bytes = 0;
 };
 
 class PageCodec {
@@ -38,6 +41,12 @@ class PageCodec {
   virtual size_t space_used(const Node& node) const = 0;
   virtual size_t space_total(bool leaf) const = 0;
   bool fits(const Node& node) const { return space_used(node) <= space_total(node.leaf); }
+  // space_used of a node just after one entry was inserted at `slot`, given
+  // what it was before; codecs whose entries depend on their neighbours
+  // answer from those alone.
+  virtual size_t space_after_insert(const Node& node, size_t /*slot*/, size_t /*before*/) const {
+    return space_used(node);
+  }
 
   // Where an overfull node is best cut: entries [0, k) stay, [k, n) move to
   // a new right sibling. The tree checks that both halves fit.

@@ -24,7 +24,9 @@ class SortedKeys final : public EntrySource {
   void sort(bool unique);
 
   size_t size() const override { return entries_.size(); }
-  const uint8_t* key(size_t i) const override { return arena_.data() + size_t{entries_[i].index} * key_len_; }
+  const uint8_t* key(size_t i) const override {
+    return arena_.data() + size_t{entries_[i].index} * key_len_;
+  }
   uint32_t rec(size_t i) const override { return entries_[i].rec; }
 
  private:
@@ -33,6 +35,8 @@ class SortedKeys final : public EntrySource {
     uint32_t rec;
     uint32_t index;
   };
+
+  void radix_sort_prefixes();
 
   uint32_t key_len_;
   std::vector<uint8_t> arena_;

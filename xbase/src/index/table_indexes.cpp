@@ -1,8 +1,11 @@
 #include "index/table_indexes.h"
 
-#include <algorithm>
-#include <cstring>
 #include <strings.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <thread>
 
 #include "index/btree_cursor.h"
 #include "index/cdx/cdx_file.h"
@@ -114,10 +117,11 @@ Status TableIndexes::open(const std::string& path, IndexFile** out) {
   return Status::ok();
 }
 
-Status TableIndexes::create(const std::string& path, const std::vector<TagDefinition>& defs, bool safety,
-                            IndexFile** out) {
+Status TableIndexes::create(const std::string& path, const std::vector<TagDefinition>& defs,
+                            bool safety, IndexFile** out) {
   XB_TRY(make_eval());
-  if (table_->read_only()) return Status(e4access, "table " + table_->path() + " is open read-only");
+  if (table_->read_only())
+    return Status(e4access, "table " + table_->path() + " is open read-only");
   if (defs.empty()) return Status(e4index, "an index file needs at least one tag");
   std::vector<KeyShape> shapes(defs.size());
   for (size_t i = 0; i < defs.size(); ++i) {
@@ -139,7 +143,8 @@ Status TableIndexes::create(const std::string& path, const std::vector<TagDefini
     XB_TRY(file->add_tag(defs[i], shapes[i], &tag));
     tag->bind(eval_.get());
     file->tag_bound(tag);
-    if (!tag->maintainable()) return Status(e4index, "tag " + tag->name() + ": " + tag->unusable_reason());
+    if (!tag->maintainable())
+      return Status(e4index, "tag " + tag->name() + ": " + tag->unusable_reason());
   }
   IndexFile* raw = file.get();
   XB_TRY(raw->begin_write(retry()));
@@ -175,7 +180,8 @@ Status TableIndexes::add_tags(IndexFile* file, const std::vector<TagDefinition>&
 }
 
 Status TableIndexes::close(IndexFile* file) {
-  auto it = std::find_if(files_.begin(), files_.end(), [file](const auto& f) { return f.get() == file; });
+  auto it =
+      std::find_if(files_.begin(), files_.end(), [file](const auto& f) { return f.get() == file; });
   if (it == files_.end()) return Status(e4parm, "the index is not open on this table");
   Status st = file->flush();
   files_.erase(it);
@@ -213,12 +219,39 @@ void TableIndexes::load_from(DATA4* source, int32_t rec) {
   }
 }
 
+namespace {
+
+// Large builds sort their tags' keys on the processors there are: each
+// tag's keys are apart from every other's.
+void sort_all(const std::vector<Tag*>& tags, std::vector<std::unique_ptr<SortedKeys>>& keys) {
+  constexpr size_t kWorthThreads = 200000;
+  size_t total = 0;
+  for (auto& k : keys) total += k->size();
+  const size_t threads =
+      std::min<size_t>(tags.size(), std::max(1u, std::thread::hardware_concurrency()));
+  if (threads < 2 || total < kWorthThreads) {
+    for (size_t i = 0; i < tags.size(); ++i) keys[i]->sort(tags[i]->def().unique != 0);
+    return;
+  }
+  std::atomic<size_t> next{0};
+  auto work = [&] {
+    for (size_t i = next++; i < tags.size(); i = next++) keys[i]->sort(tags[i]->def().unique != 0);
+  };
+  std::vector<std::thread> pool;
+  for (size_t t = 1; t < threads; ++t) pool.emplace_back(work);
+  work();
+  for (auto& t : pool) t.join();
+}
+
+}  // namespace
+
 Status TableIndexes::build_files(const std::vector<IndexFile*>& files) {
   std::vector<Tag*> tags;
   for (IndexFile* f : files)
     for (auto& t : f->tags()) {
       if (!t->maintainable())
-        return Status(e4index, "tag " + t->name() + " of " + f->path() + " cannot be rebuilt: " + t->unusable_reason());
+        return Status(e4index, "tag " + t->name() + " of " + f->path() +
+                                   " cannot be rebuilt: " + t->unusable_reason());
       tags.push_back(t.get());
     }
   int32_t count = 0;
@@ -237,7 +270,7 @@ Status TableIndexes::build_files(const std::vector<IndexFile*>& files) {
       if (!included) keys[i]->drop_last();
     }
   }
-  for (size_t i = 0; i < tags.size(); ++i) keys[i]->sort(tags[i]->def().unique != 0);
+  sort_all(tags, keys);
   size_t at = 0;
   for (IndexFile* f : files) {
     std::vector<TagBuild> builds;
@@ -287,8 +320,8 @@ Status TableIndexes::begin_update(DATA4* source, int32_t rec, bool append) {
   for (auto& f : files_)
     for (auto& t : f->tags())
       if (!t->maintainable())
-        return Status(e4index, "tag " + t->name() + " of " + f->path() + " cannot be kept up to date: " +
-                                   t->unusable_reason());
+        return Status(e4index, "tag " + t->name() + " of " + f->path() +
+                                   " cannot be kept up to date: " + t->unusable_reason());
   XB_TRY(make_eval());
   if (updating_) abandon_update();
   updating_ = true;
@@ -326,9 +359,11 @@ Status TableIndexes::begin_update(DATA4* source, int32_t rec, bool append) {
       t->evaluate(t->new_key.data(), &t->new_in);
       t->skip_new = false;
       if (t->unique_mode() == 0 || !t->new_in) continue;
-      if (t->old_in && std::memcmp(t->old_key.data(), t->new_key.data(), t->key_len()) == 0) continue;
+      if (t->old_in && std::memcmp(t->old_key.data(), t->new_key.data(), t->key_len()) == 0)
+        continue;
       bool taken = false;
-      Status st = t->tree().has_key(t->new_key.data(), append ? 0 : static_cast<uint32_t>(rec), &taken);
+      Status st =
+          t->tree().has_key(t->new_key.data(), append ? 0 : static_cast<uint32_t>(rec), &taken);
       if (!st) {
         abandon_update();
         return st;
@@ -351,7 +386,8 @@ Status TableIndexes::finish_update(int32_t rec, bool* left_out) {
     for (auto& t : f->tags()) {
       if (!st) break;
       if (t->skip_new) *left_out = true;
-      const bool same = t->old_in && t->new_in && std::memcmp(t->old_key.data(), t->new_key.data(), t->key_len()) == 0;
+      const bool same = t->old_in && t->new_in &&
+                        std::memcmp(t->old_key.data(), t->new_key.data(), t->key_len()) == 0;
       if (same) continue;
       if (t->old_in) {
         bool found = false;

@@ -44,7 +44,8 @@ class TableIndexes {
   // Opens an index file (FoxPro compound format).
   Status open(const std::string& path, IndexFile** out);
   // Creates an index file with these tags and builds them.
-  Status create(const std::string& path, const std::vector<TagDefinition>& defs, bool safety, IndexFile** out);
+  Status create(const std::string& path, const std::vector<TagDefinition>& defs, bool safety,
+                IndexFile** out);
   // Adds tags to an open file and rebuilds it.
   Status add_tags(IndexFile* file, const std::vector<TagDefinition>& defs);
   Status close(IndexFile* file);

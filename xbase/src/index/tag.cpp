@@ -52,7 +52,8 @@ Status shape_of(const expr::Expression& e, Collation collation, KeyShape* out) {
       s.kind = KeyKind::kLogical;
       s.len = 1;
       break;
-    default: return Status(e4type, std::string("an index key cannot be of type ") + e.type());
+    default:
+      return Status(e4type, std::string("an index key cannot be of type ") + e.type());
   }
   for (const expr::FieldRef& f : e.program().fields)
     if (f.desc.null_bit >= 0) s.null_bits.push_back(f.desc.null_bit);
@@ -82,7 +83,8 @@ Status shape_for(const TagDefinition& def, DATA4* eval, KeyShape* out) {
     std::unique_ptr<expr::Expression> filter;
     st = expr::Expression::parse(eval, def.filter, &filter);
     if (!st) return Status(st.code(), "tag " + def.name + " filter: " + st.message());
-    if (filter->type() != 'L') return Status(e4type, "tag " + def.name + ": the filter is not logical");
+    if (filter->type() != 'L')
+      return Status(e4type, "tag " + def.name + ": the filter is not logical");
   }
   return Status::ok();
 }
@@ -127,8 +129,8 @@ void Tag::bind(DATA4* eval) {
   if (s.nullable) --s.len;
   if (shape_.nullable) ++s.len;
   if (s.len != shape_.len) {
-    unusable_ = "its key expression gives keys of " + std::to_string(s.len) + " bytes, the tag holds " +
-                std::to_string(shape_.len);
+    unusable_ = "its key expression gives keys of " + std::to_string(s.len) +
+                " bytes, the tag holds " + std::to_string(shape_.len);
     key_.reset();
     return;
   }
@@ -138,16 +140,17 @@ void Tag::bind(DATA4* eval) {
   if (!def_.filter.empty()) {
     st = expr::Expression::parse(eval, def_.filter, &filter_);
     if (!st || filter_->type() != 'L') {
-      unusable_ = "its filter cannot be evaluated here" + (st ? std::string() : ": " + st.message());
+      unusable_ =
+          "its filter cannot be evaluated here" + (st ? std::string() : ": " + st.message());
       key_.reset();
       filter_.reset();
     }
   }
 }
 
-void Tag::evaluate(uint8_t* out, bool* included) {
+void Tag::evaluate(uint8_t* out, bool* included, bool always) {
   *included = filter_ == nullptr || filter_->truth() == 1;
-  if (!*included) return;
+  if (!*included && !always) return;
   uint8_t* k = out;
   size_t body = shape_.len;
   if (shape_.nullable) {
@@ -173,14 +176,18 @@ void Tag::evaluate(uint8_t* out, bool* included) {
     }
     case KeyKind::kNumber:
     case KeyKind::kDate:
-    case KeyKind::kDateTime: encode_number(key_->number(), k); return;
+    case KeyKind::kDateTime:
+      encode_number(key_->number(), k);
+      return;
     case KeyKind::kInt32: {
       double v = key_->number();
       v = std::isnan(v) ? 0 : std::clamp(v, double(INT32_MIN), double(INT32_MAX));
       encode_int32(static_cast<int32_t>(v), k);
       return;
     }
-    case KeyKind::kLogical: *k = key_->number() != 0 ? 'T' : 'F'; return;
+    case KeyKind::kLogical:
+      *k = key_->number() != 0 ? 'T' : 'F';
+      return;
   }
 }
 

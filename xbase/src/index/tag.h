@@ -33,10 +33,10 @@ class IndexFile;
 inline constexpr size_t kMaxTagName = 10;
 
 struct TagDefinition {
-  std::string name;      // upper case
+  std::string name;  // upper case
   std::string key_expr;
-  std::string filter;    // empty: every record
-  int unique = 0;        // 0, r4unique or r4uniqueContinue
+  std::string filter;  // empty: every record
+  int unique = 0;      // 0, r4unique or r4uniqueContinue
   bool descending = false;
   Collation collation = Collation::kMachine;
 };
@@ -87,9 +87,9 @@ class Tag : public TAG4 {
   bool readable() const { return readable_; }
   void set_unreadable(std::string why);
 
-  // The key of the evaluation handle's record into `out` (key_len bytes)
-  // and whether the record belongs in the tag (its filter).
-  void evaluate(uint8_t* out, bool* included);
+  // Whether the evaluation handle's record belongs in the tag (its filter)
+  // and, when it does (or `always`), its key into `out` (key_len bytes).
+  void evaluate(uint8_t* out, bool* included, bool always = false);
   // A seek value as key bytes; *compare_len is how many take part.
   void seek_key(std::string_view text, uint8_t* out, size_t* compare_len) const;
 

@@ -36,6 +36,11 @@ class TagCursor {
   // Whether the cursor stands on `rec` and nothing changed since.
   bool on(uint32_t rec) const { return !between_ && cur_.fresh() && cur_.rec() == rec; }
 
+  // The record `ahead` entries on in tag order, when cheaply known; else 0.
+  uint32_t peek(int ahead) const {
+    return between_ ? 0 : cur_.peek(tag_.descending() ? -ahead : ahead);
+  }
+
   // Scratch for the key of a handle's current record.
   uint8_t* scratch() { return key_.data(); }
 

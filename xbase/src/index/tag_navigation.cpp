@@ -63,7 +63,7 @@ Status sync_to_record(DATA4* d, TagCursor& tc) {
     xbase::index::TableIndexes* ix = d->table->indexes();
     ix->load_from(d, d->rec_no);
     bool included = false;
-    tag.evaluate(tc.scratch(), &included);
+    tag.evaluate(tc.scratch(), &included, true);
     return tc.place(tc.scratch(), static_cast<uint32_t>(d->rec_no));
   }
   // Keys this engine cannot compute: look for the record itself.
@@ -95,7 +95,8 @@ int read_entry(DATA4* d, uint32_t rec) {
 
 int check_tag(DATA4* d) {
   if (!d->tag->readable())
-    return d->c4->fail(e4notSupported, "tag " + d->tag->name() + " cannot be read: " + d->tag->unusable_reason());
+    return d->c4->fail(e4notSupported,
+                       "tag " + d->tag->name() + " cannot be read: " + d->tag->unusable_reason());
   if (!d->tag_cursor) d->tag_cursor = std::make_shared<TagCursor>(*d->tag);
   return 0;
 }
@@ -122,6 +123,7 @@ int DATA4::tag_skip(int32_t n) {
   ReadScope scope(tag->file(), c4->internal_retry());
   if (!scope.status()) return result_of(c4, scope.status());
   TagCursor& tc = *tag_cursor;
+  const int32_t n0 = n;
   Status st;
   if (eof || rec_no < 1) {
     if (n > 0) {
@@ -162,6 +164,11 @@ int DATA4::tag_skip(int32_t n) {
     }
   }
   if (!st) return c4->fail(st);
+  // The records a walk reads next lie anywhere in the file: ask for them
+  // early, so that their fetch overlaps this move's work.
+  const int step = n0 < 0 ? -1 : 1;
+  table->prefetch_record(static_cast<int32_t>(tc.peek(8 * step)));
+  table->prefetch_record(static_cast<int32_t>(tc.peek(4 * step)));
   return read_entry(this, tc.rec());
 }
 

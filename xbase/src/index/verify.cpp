@@ -15,7 +15,9 @@ namespace {
 
 std::string entry_text(const Tag& tag, const uint8_t* key, uint32_t rec) {
   return "record " + std::to_string(rec) + " under key '" +
-         describe_key(tag.shape().kind, tag.def().collation, tag.shape().nullable, key, tag.key_len()) + "'";
+         describe_key(tag.shape().kind, tag.def().collation, tag.shape().nullable, key,
+                      tag.key_len()) +
+         "'";
 }
 
 // The expected entries of a tag, from the table.
@@ -57,10 +59,12 @@ Status check_general_keys(Tag& tag, const SortedKeys& want, TagVerdict* v) {
   if (tag.unique_mode() != 0) return Status::ok();  // accents may tell keys apart
   for (size_t i = 0; i < std::max(have.size(), want.size()); ++i) {
     if (i >= want.size()) {
-      v->problem = "it holds " + entry_text(tag, have.key(i), have.rec(i)) + ", which no record has";
+      v->problem =
+          "it holds " + entry_text(tag, have.key(i), have.rec(i)) + ", which no record has";
       return Status::ok();
     }
-    if (i >= have.size() || compare_entry(have.key(i), have.rec(i), want.key(i), want.rec(i), kl) != 0) {
+    if (i >= have.size() ||
+        compare_entry(have.key(i), have.rec(i), want.key(i), want.rec(i), kl) != 0) {
       v->problem = "it lacks " + entry_text(tag, want.key(i), want.rec(i));
       return Status::ok();
     }
@@ -85,7 +89,8 @@ Status check_keys(TableIndexes& set, Tag& tag, int32_t count, TagVerdict* v) {
       if (compare_entry(cur.key(), cur.rec(), want.key(i), want.rec(i), kl) != 0) {
         v->problem = compare_entry(cur.key(), cur.rec(), want.key(i), want.rec(i), kl) > 0
                          ? "it lacks " + entry_text(tag, want.key(i), want.rec(i))
-                         : "it holds " + entry_text(tag, cur.key(), cur.rec()) + ", which the record does not have";
+                         : "it holds " + entry_text(tag, cur.key(), cur.rec()) +
+                               ", which the record does not have";
         return Status::ok();
       }
       XB_TRY(cur.next());
@@ -106,7 +111,8 @@ Status check_keys(TableIndexes& set, Tag& tag, int32_t count, TagVerdict* v) {
       return Status::ok();
     }
     if (!have.count({k, cur.rec()})) {
-      v->problem = "it holds " + entry_text(tag, cur.key(), cur.rec()) + ", which the record does not have";
+      v->problem =
+          "it holds " + entry_text(tag, cur.key(), cur.rec()) + ", which the record does not have";
       return Status::ok();
     }
     prev = std::move(k);
@@ -116,7 +122,8 @@ Status check_keys(TableIndexes& set, Tag& tag, int32_t count, TagVerdict* v) {
   std::set<std::string> distinct;
   for (const auto& e : have) distinct.insert(e.first);
   if (distinct.size() != keys)
-    v->problem = "it holds " + std::to_string(keys) + " keys, the records have " + std::to_string(distinct.size());
+    v->problem = "it holds " + std::to_string(keys) + " keys, the records have " +
+                 std::to_string(distinct.size());
   return Status::ok();
 }
 
@@ -163,7 +170,8 @@ Status verify_file(TableIndexes& set, IndexFile& file, FileVerdict* out) {
       XB_TRY(cur.first());
       while (cur.valid()) {
         if (cur.rec() < 1 || cur.rec() > static_cast<uint32_t>(count)) {
-          v.problem = "it names record " + std::to_string(cur.rec()) + " of a table of " + std::to_string(count);
+          v.problem = "it names record " + std::to_string(cur.rec()) + " of a table of " +
+                      std::to_string(count);
           break;
         }
         XB_TRY(cur.next());

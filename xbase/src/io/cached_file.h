@@ -43,6 +43,22 @@ class CachedFile {
   // Reads up to len bytes; *got is short only at the logical end of file.
   Status read(uint64_t offset, void* buf, size_t len, size_t* got);
   Status read_exact(uint64_t offset, void* buf, size_t len);
+  // Asks the processor to fetch the cached bytes at `offset` ahead of a
+  // read (walks in index order read records in no file order); nothing
+  // when the page is not cached.
+  void prefetch(uint64_t offset) const {
+    const uint64_t number = offset / kPageSize;
+    if (number >= page_table_.size() || page_table_[number] < 0) return;
+    const uint8_t* at = pages_[static_cast<size_t>(page_table_[number])].data + offset % kPageSize;
+#if defined(__x86_64__) || defined(__i386__)
+    // GCC drops __builtin_prefetch of an address loaded from a table.
+    asm volatile("prefetcht0 %0" : : "m"(*at));
+    asm volatile("prefetcht0 %0" : : "m"(*(at + 63)));
+#else
+    __builtin_prefetch(at);
+    __builtin_prefetch(at + 63);
+#endif
+  }
   Status write(uint64_t offset, const void* buf, size_t len);
   // Writes to the file now (after the caller has flushed what must precede
   // it) and keeps any cached copy equal.

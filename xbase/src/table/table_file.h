@@ -78,6 +78,10 @@ class TableFile {
   Status count(bool fresh, int32_t* out);
   int32_t cached_count() const { return count_; }
   Status read_record(int32_t rec, uint8_t* buf);
+  // A hint that record `rec` is read soon.
+  void prefetch_record(int32_t rec) {
+    if (rec >= 1 && rec <= count_) dbf_.prefetch(record_offset(rec));
+  }
   Status write_record(int32_t rec, const uint8_t* buf);
   // Appends `buf` as a new last record (taking the append lock on a shared
   // file) and answers its number. Autoincrement fields get their next

@@ -43,7 +43,9 @@ class DirEntries final : public EntrySource {
     recs_.swap(r);
   }
   size_t size() const override { return keys_.size(); }
-  const uint8_t* key(size_t i) const override { return reinterpret_cast<const uint8_t*>(keys_[i].data()); }
+  const uint8_t* key(size_t i) const override {
+    return reinterpret_cast<const uint8_t*>(keys_[i].data());
+  }
   uint32_t rec(size_t i) const override { return recs_[i]; }
 
  private:
@@ -55,7 +57,8 @@ CdxTagStore& store_of(Tag& tag) { return static_cast<CdxTagStore&>(tag.store());
 
 }  // namespace
 
-CdxFile::CdxFile(std::string path, const CdxOptions& options) : IndexFile(std::move(path)), options_(options) {}
+CdxFile::CdxFile(std::string path, const CdxOptions& options)
+    : IndexFile(std::move(path)), options_(options) {}
 
 CdxFile::~CdxFile() {
   // Best effort: callers that care about a failed write flushed already.
@@ -67,25 +70,29 @@ Status CdxFile::writable() const {
   return Status::ok();
 }
 
-Status CdxFile::open(const std::string& path, const CdxOptions& options, std::unique_ptr<CdxFile>* out) {
+Status CdxFile::open(const std::string& path, const CdxOptions& options,
+                     std::unique_ptr<CdxFile>* out) {
   std::unique_ptr<CdxFile> f(new CdxFile(path, options));
   io::File file;
   XB_TRY(file.open(path, options.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite));
   f->file_ = io::CachedFile(std::move(file));
   f->file_.set_caching(true, !options.read_only);
-  uint64_t size = 0;
-  XB_TRY(f->file_.size(&size));
-  if (size < kHeaderSize + kPageSize) return Status(e4open, "not a compound index: " + path + " is too short");
-  f->next_page_ = round_up(size);
   const bool shared = !options.exclusive;
   if (shared && !f->file_.file().try_lock(kIndexLockByte, 1, false)) {
     // Another process is changing it; its change ends soon enough for a
     // second look.
     table::RetryPolicy retry{20, 50};
-    if (!table::wait_for_lock(retry, [&] { return f->file_.file().try_lock(kIndexLockByte, 1, false); }))
+    if (!table::wait_for_lock(retry,
+                              [&] { return f->file_.file().try_lock(kIndexLockByte, 1, false); }))
       return Status(r4locked, "index " + path + " is locked elsewhere");
   }
-  Status st = f->load_tags();
+  // The size too is read under the lock: another process may be growing it.
+  uint64_t size = 0;
+  Status st = f->file_.size(&size);
+  if (st && size < kHeaderSize + kPageSize)
+    st = Status(e4open, "not a compound index: " + path + " is too short");
+  f->next_page_ = round_up(size);
+  if (st) st = f->load_tags();
   if (shared) f->file_.file().unlock(kIndexLockByte, 1);
   if (!st) return Status(st.code() == e4read ? e4data : st.code(), st.message());
   *out = std::move(f);
@@ -94,7 +101,8 @@ Status CdxFile::open(const std::string& path, const CdxOptions& options, std::un
 
 Status CdxFile::create(const std::string& path, bool safety, const CdxOptions& options,
                        std::unique_ptr<CdxFile>* out) {
-  if (options.read_only) return Status(e4access, "cannot create " + path + ": the table is read-only");
+  if (options.read_only)
+    return Status(e4access, "cannot create " + path + ": the table is read-only");
   const bool exists = io::file_exists(path);
   if (exists && safety) return Status(e4create, "cannot create " + path + ": it exists");
   std::unique_ptr<CdxFile> f(new CdxFile(path, options));
@@ -123,14 +131,17 @@ Status CdxFile::read_directory(std::vector<DirEntry>* out) {
   if (dir.key_len != kTagNameLen || !(dir.options & kOptCompact))
     return Status(e4open, "not a compound index: " + path_ + " has no tag directory");
   counter_ = dir.counter;
-  if (!dir_) dir_ = std::make_unique<CdxTagStore>(this, kTagNameLen, ' ', 0, dir.root);
-  else dir_->place(0, dir.root);
+  if (!dir_)
+    dir_ = std::make_unique<CdxTagStore>(this, kTagNameLen, ' ', 0, dir.root);
+  else
+    dir_->place(0, dir.root);
   BTree tree(*dir_);
   BTreeCursor cursor(tree);
   XB_TRY(cursor.first());
   const size_t limit = next_page_ / kHeaderSize;
   while (cursor.valid()) {
-    if (out->size() >= limit) return Status(e4data, "index " + path_ + ": its tag directory runs in a circle");
+    if (out->size() >= limit)
+      return Status(e4data, "index " + path_ + ": its tag directory runs in a circle");
     DirEntry e;
     e.name.assign(reinterpret_cast<const char*>(cursor.key()), kTagNameLen);
     while (!e.name.empty() && (e.name.back() == ' ' || e.name.back() == 0)) e.name.pop_back();
@@ -138,7 +149,8 @@ Status CdxFile::read_directory(std::vector<DirEntry>* out) {
     out->push_back(std::move(e));
     XB_TRY(cursor.next());
   }
-  std::sort(out->begin(), out->end(), [](const DirEntry& a, const DirEntry& b) { return a.header < b.header; });
+  std::sort(out->begin(), out->end(),
+            [](const DirEntry& a, const DirEntry& b) { return a.header < b.header; });
   return Status::ok();
 }
 
@@ -154,9 +166,12 @@ Status CdxFile::load_tags() {
     def.key_expr = h.key_expr;
     def.filter = h.filter;
     def.descending = h.descending;
-    def.unique = (h.options & kOptCandidate) ? r4unique : (h.options & kOptUnique) ? options_.default_unique : 0;
+    def.unique = (h.options & kOptCandidate) ? r4unique
+                 : (h.options & kOptUnique)  ? options_.default_unique
+                                             : 0;
     std::string unusable;
-    if (h.collation == "GENERAL") def.collation = Collation::kGeneral;
+    if (h.collation == "GENERAL")
+      def.collation = Collation::kGeneral;
     else if (!h.collation.empty() && h.collation != "MACHINE")
       unusable = "its collation " + h.collation + " is not one this engine implements";
     KeyShape shape;
@@ -208,6 +223,7 @@ Status CdxFile::reload() {
 }
 
 Status CdxFile::check_counter() {
+  if (!dir_) return Status::ok();  // a new file, not written yet
   uint8_t b[4];
   XB_TRY(file_.file().read_exact(kHdrCounter, b, sizeof b));
   if (io::load_u32le(b) == counter_) return Status::ok();
@@ -232,7 +248,8 @@ Status CdxFile::maybe_trim() {
 Status CdxFile::begin_read(const table::RetryPolicy& retry) {
   if (options_.exclusive) return maybe_trim();
   if (lock_depth_++ > 0) return Status::ok();
-  if (!table::wait_for_lock(retry, [&] { return file_.file().try_lock(kIndexLockByte, 1, false); })) {
+  if (!table::wait_for_lock(retry,
+                            [&] { return file_.file().try_lock(kIndexLockByte, 1, false); })) {
     --lock_depth_;
     return Status(r4locked, "index " + path_ + " is locked elsewhere");
   }
@@ -251,7 +268,8 @@ Status CdxFile::begin_write(const table::RetryPolicy& retry) {
   XB_TRY(writable());
   if (options_.exclusive) return maybe_trim();
   if (lock_depth_ > 0) {
-    if (!write_locked_) return Status(e4index, "index " + path_ + ": a change was started during a read");
+    if (!write_locked_)
+      return Status(e4index, "index " + path_ + ": a change was started during a read");
     ++lock_depth_;
     return Status::ok();
   }
@@ -293,7 +311,8 @@ Status CdxFile::flush() {
 
 Status CdxFile::load_node(uint32_t page, const CdxNodeCodec& codec, Node** out) {
   if (page % kPageSize != 0 || page < kHeaderSize || uint64_t{page} + kPageSize > next_page_)
-    return Status(e4data, "index " + path_ + ": a node offset " + std::to_string(page) + " lies outside the file");
+    return Status(e4data, "index " + path_ + ": a node offset " + std::to_string(page) +
+                              " lies outside the file");
   const size_t idx = page / kPageSize;
   if (idx < slots_.size() && slots_[idx].node) {
     *out = slots_[idx].node.get();
@@ -422,11 +441,13 @@ void CdxFile::tag_bound(Tag* tag) {
 
 Status CdxFile::add_tag(const TagDefinition& def, const KeyShape& shape, Tag** out) {
   XB_TRY(writable());
-  if (find_tag(def.name)) return Status(e4index, "index " + path_ + " has a tag " + def.name + " already");
+  if (find_tag(def.name))
+    return Status(e4index, "index " + path_ + " has a tag " + def.name + " already");
   TagDefinition d = def;
   d.name = padded_name(def.name);
   while (!d.name.empty() && d.name.back() == ' ') d.name.pop_back();
-  auto store = std::make_unique<CdxTagStore>(this, shape.len, pad_byte(shape.kind, def.collation), 0, kNone);
+  auto store =
+      std::make_unique<CdxTagStore>(this, shape.len, pad_byte(shape.kind, def.collation), 0, kNone);
   if (def.collation == Collation::kGeneral) {
     store->collation_name = "GENERAL";
     store->signature = 2;
@@ -503,7 +524,8 @@ Status CdxFile::rewrite(std::span<const TagBuild> builds) {
     XB_TRY(write_tag_header(header_for(*b.tag, store), hbuf));
     XB_TRY(file_.write(at, hbuf, sizeof hbuf));
     entries.push_back({b.tag->name(), at});
-    auto it = std::find_if(tags_.begin(), tags_.end(), [&](const auto& t) { return t.get() == b.tag; });
+    auto it =
+        std::find_if(tags_.begin(), tags_.end(), [&](const auto& t) { return t.get() == b.tag; });
     if (it != tags_.end()) {
       ordered.push_back(std::move(*it));
       tags_.erase(it);
@@ -534,13 +556,15 @@ Status CdxFile::check_file(FileCheck* out) {
   Status st = tree.check(&stats);
   if (!st) return Status(st.code(), "index " + path_ + ", tag directory: " + st.message());
   if (stats.entries != tags_.size())
-    return Status(e4data, "index " + path_ + ": the directory lists " + std::to_string(stats.entries) +
-                              " tags, the file has " + std::to_string(tags_.size()));
+    return Status(e4data, "index " + path_ + ": the directory lists " +
+                              std::to_string(stats.entries) + " tags, the file has " +
+                              std::to_string(tags_.size()));
   std::vector<uint32_t> headers;
   for (auto& tag : tags_) {
     const CdxTagStore& s = store_of(*tag);
     headers.push_back(s.header_offset());
-    if (!tag->readable()) out->notes.push_back("tag " + tag->name() + " not checked: " + tag->unusable_reason());
+    if (!tag->readable())
+      out->notes.push_back("tag " + tag->name() + " not checked: " + tag->unusable_reason());
   }
   std::sort(headers.begin(), headers.end());
   if (std::adjacent_find(headers.begin(), headers.end()) != headers.end())

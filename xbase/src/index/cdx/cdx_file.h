@@ -32,7 +32,8 @@ struct CdxOptions {
 
 class CdxFile final : public IndexFile {
  public:
-  static Status open(const std::string& path, const CdxOptions& options, std::unique_ptr<CdxFile>* out);
+  static Status open(const std::string& path, const CdxOptions& options,
+                     std::unique_ptr<CdxFile>* out);
   // A new file without tags (safety refuses to replace one); rewrite()
   // writes its contents.
   static Status create(const std::string& path, bool safety, const CdxOptions& options,

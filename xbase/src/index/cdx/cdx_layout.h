@@ -90,8 +90,8 @@ inline constexpr size_t kLeafDupBits = 21;
 inline constexpr size_t kLeafTrailBits = 22;
 inline constexpr size_t kLeafEntryBytes = 23;
 inline constexpr size_t kLeafEntries = 24;
-inline constexpr size_t kLeafSpace = kPageSize - kLeafEntries;       // 488
-inline constexpr size_t kInteriorSpace = kPageSize - kNodeHeader;    // 500
+inline constexpr size_t kLeafSpace = kPageSize - kLeafEntries;     // 488
+inline constexpr size_t kInteriorSpace = kPageSize - kNodeHeader;  // 500
 
 inline constexpr uint32_t kMaxKeyLen = 240;
 inline constexpr size_t kTagNameLen = 10;

@@ -54,6 +54,13 @@ LeafWidths leaf_widths(uint32_t key_len, uint32_t max_rec) {
 
 size_t CdxNodeCodec::trailing(const uint8_t* key) const {
   size_t n = key_len_;
+  const uint64_t pads = 0x0101010101010101ull * pad_;
+  while (n >= 8) {
+    uint64_t w;
+    std::memcpy(&w, key + n - 8, 8);
+    if (w != pads) break;
+    n -= 8;
+  }
   while (n > 0 && key[n - 1] == pad_) --n;
   return key_len_ - n;
 }
@@ -61,6 +68,13 @@ size_t CdxNodeCodec::trailing(const uint8_t* key) const {
 size_t CdxNodeCodec::shared(const uint8_t* prev, const uint8_t* key, size_t trail) const {
   const size_t limit = key_len_ - trail;
   size_t n = 0;
+  while (n + 8 <= limit) {
+    uint64_t a, b;
+    std::memcpy(&a, prev + n, 8);
+    std::memcpy(&b, key + n, 8);
+    if (a != b) break;
+    n += 8;
+  }
   while (n < limit && prev[n] == key[n]) ++n;
   return n;
 }
@@ -70,7 +84,8 @@ Status CdxNodeCodec::decode_leaf(std::span<const uint8_t> page, uint64_t at, Nod
   const size_t count = io::load_u16le(p + kNodeCount);
   const uint32_t rec_mask = io::load_u32le(p + kLeafRecMask);
   const uint8_t dup_mask = p[kLeafDupMask], trail_mask = p[kLeafTrailMask];
-  const uint8_t rec_bits = p[kLeafRecBits], dup_bits = p[kLeafDupBits], trail_bits = p[kLeafTrailBits];
+  const uint8_t rec_bits = p[kLeafRecBits], dup_bits = p[kLeafDupBits],
+                trail_bits = p[kLeafTrailBits];
   const size_t e = p[kLeafEntryBytes];
   if (count > 0) {
     if (e == 0 || e > 8) return bad_leaf(at, "entry size " + std::to_string(e) + " is impossible");
@@ -78,8 +93,10 @@ Status CdxNodeCodec::decode_leaf(std::span<const uint8_t> page, uint64_t at, Nod
       return bad_leaf(at, "bit widths exceed the entry size");
     if (dup_bits > 16 || trail_bits > 16) return bad_leaf(at, "impossible bit widths");
   }
-  if (count * e > kLeafSpace) return bad_leaf(at, std::to_string(count) + " entries do not fit the page");
+  if (count * e > kLeafSpace)
+    return bad_leaf(at, std::to_string(count) + " entries do not fit the page");
   out->keys.resize(count * key_len_);
+  out->touched();
   out->recs.resize(count);
   out->children.clear();
   const size_t entries_end = kLeafEntries + count * e;
@@ -90,7 +107,8 @@ Status CdxNodeCodec::decode_leaf(std::span<const uint8_t> page, uint64_t at, Nod
     const uint32_t rec = static_cast<uint32_t>(v & rec_mask);
     const size_t dup = (v >> rec_bits) & dup_mask;
     const size_t trail = (v >> (rec_bits + dup_bits)) & trail_mask;
-    if (dup + trail > key_len_) return bad_leaf(at, "entry " + std::to_string(i) + " is longer than a key");
+    if (dup + trail > key_len_)
+      return bad_leaf(at, "entry " + std::to_string(i) + " is longer than a key");
     if (dup > 0 && prev == nullptr) return bad_leaf(at, "the first key shares bytes with no key");
     const size_t fresh = key_len_ - dup - trail;
     if (pos < entries_end + fresh) return bad_leaf(at, "key bytes run into the entries");
@@ -111,7 +129,8 @@ void CdxNodeCodec::encode_leaf(const Node& node, std::span<uint8_t> page) const 
   encode_leaf_as(node, leaf_widths(key_len_, max_rec), page);
 }
 
-void CdxNodeCodec::encode_leaf_as(const Node& node, const LeafWidths& w, std::span<uint8_t> page) const {
+void CdxNodeCodec::encode_leaf_as(const Node& node, const LeafWidths& w,
+                                  std::span<uint8_t> page) const {
   uint8_t* p = page.data();
   io::store_u16le(p + kNodeAttr, static_cast<uint16_t>(kAttrLeaf | (node.root ? kAttrRoot : 0)));
   io::store_u16le(p + kNodeCount, static_cast<uint16_t>(node.count()));
@@ -156,6 +175,31 @@ size_t CdxNodeCodec::space_used(const Node& node) const {
   return bytes;
 }
 
+size_t CdxNodeCodec::space_after_insert(const Node& node, size_t slot, size_t before) const {
+  if (!node.leaf) return node.count() * (key_len_ + 8);
+  const size_t n = node.count();
+  uint32_t max_before = 0, max_after = 0;
+  for (size_t i = 0; i < n; ++i) {
+    max_after = std::max(max_after, node.recs[i]);
+    if (i != slot) max_before = std::max(max_before, node.recs[i]);
+  }
+  const size_t e_before = leaf_widths(key_len_, max_before).entry_bytes;
+  const size_t e_after = leaf_widths(key_len_, max_after).entry_bytes;
+  // Fresh bytes of `at` following `prev` (none: first on the page).
+  auto fresh = [&](const uint8_t* prev, const uint8_t* at) {
+    const size_t trail = trailing(at);
+    return key_len_ - trail - (prev ? shared(prev, at, trail) : 0);
+  };
+  const uint8_t* prev = slot > 0 ? node.key(slot - 1) : nullptr;
+  const uint8_t* mine = node.key(slot);
+  size_t bytes = before - (n - 1) * e_before + fresh(prev, mine);
+  if (slot + 1 < n) {
+    const uint8_t* next = node.key(slot + 1);
+    bytes = bytes - fresh(prev, next) + fresh(mine, next);
+  }
+  return bytes + n * e_after;
+}
+
 size_t CdxNodeCodec::split_point(const Node& node) const {
   if (!node.leaf || node.count() < 2) return node.count() / 2;
   // Half of the packed bytes on each side; the right half's first key
@@ -181,8 +225,21 @@ bool CdxNodeCodec::pack(PackState& state, const uint8_t* key, uint32_t rec, bool
   const size_t dup = state.count == 0 || state.prev == nullptr ? 0 : shared(state.prev, key, trail);
   const size_t fresh = key_len_ - dup - trail;
   const uint32_t max_rec = std::max(state.max_rec, rec);
-  const size_t e = leaf_widths(key_len_, max_rec).entry_bytes;
-  if ((state.count + 1) * e + state.bytes + fresh > kLeafSpace) return false;
+  if (state.entry_bytes == 0 || max_rec > state.rec_limit) {
+    const LeafWidths w = leaf_widths(key_len_, max_rec);
+    state.entry_bytes = w.entry_bytes;
+    state.rec_limit = w.rec_bits >= 32 ? 0xFFFFFFFFu : (1u << w.rec_bits) - 1;
+  }
+  const size_t e = state.entry_bytes;
+  if ((state.count + 1) * e + state.bytes + fresh > kLeafSpace) {
+    if (state.count > 0) {
+      // The widths stay those of the records already packed.
+      const LeafWidths w = leaf_widths(key_len_, state.max_rec);
+      state.entry_bytes = w.entry_bytes;
+      state.rec_limit = w.rec_bits >= 32 ? 0xFFFFFFFFu : (1u << w.rec_bits) - 1;
+    }
+    return false;
+  }
   ++state.count;
   state.bytes += fresh;
   state.max_rec = max_rec;

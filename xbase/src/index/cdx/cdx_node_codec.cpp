@@ -1,9 +1,10 @@
 // Node headers and interior nodes; leaves are in cdx_leaf_codec.cpp.
+#include "index/cdx/cdx_node_codec.h"
+
 #include <cstring>
 #include <string>
 
 #include "index/cdx/cdx_layout.h"
-#include "index/cdx/cdx_node_codec.h"
 #include "io/endian.h"
 #include "vgxbase/xbase.h"
 
@@ -15,7 +16,8 @@ size_t CdxNodeCodec::space_total(bool leaf) const { return leaf ? kLeafSpace : k
 
 Status CdxNodeCodec::decode(std::span<const uint8_t> page, uint64_t at, Node* out) const {
   if (page.size() < kPageSize)
-    return Status(e4data, "index node at offset " + std::to_string(at) + " is cut short by the file end");
+    return Status(e4data,
+                  "index node at offset " + std::to_string(at) + " is cut short by the file end");
   const uint8_t* p = page.data();
   const uint16_t attr = io::load_u16le(p + kNodeAttr);
   out->page = static_cast<uint32_t>(at);
@@ -32,9 +34,10 @@ Status CdxNodeCodec::decode_interior(std::span<const uint8_t> page, uint64_t at,
   const size_t count = io::load_u16le(p + kNodeCount);
   const size_t entry = key_len_ + 8;
   if (count * entry > kInteriorSpace)
-    return Status(e4data, "index node at offset " + std::to_string(at) + ": " + std::to_string(count) +
-                              " entries do not fit the page");
+    return Status(e4data, "index node at offset " + std::to_string(at) + ": " +
+                              std::to_string(count) + " entries do not fit the page");
   out->keys.resize(count * key_len_);
+  out->touched();
   out->recs.resize(count);
   out->children.resize(count);
   for (size_t i = 0; i < count; ++i) {
@@ -53,8 +56,10 @@ void CdxNodeCodec::encode(const Node& node, std::span<uint8_t> page) const {
   io::store_u16le(p + kNodeCount, static_cast<uint16_t>(node.count()));
   io::store_u32le(p + kNodeLeft, node.left);
   io::store_u32le(p + kNodeRight, node.right);
-  if (node.leaf) encode_leaf(node, page);
-  else encode_interior(node, page);
+  if (node.leaf)
+    encode_leaf(node, page);
+  else
+    encode_interior(node, page);
 }
 
 void CdxNodeCodec::encode_interior(const Node& node, std::span<uint8_t> page) const {

@@ -32,6 +32,7 @@ class CdxNodeCodec final : public PageCodec {
   size_t space_used(const Node& node) const override;
   size_t space_total(bool leaf) const override;
   size_t split_point(const Node& node) const override;
+  size_t space_after_insert(const Node& node, size_t slot, size_t before) const override;
   bool pack(PackState& state, const uint8_t* key, uint32_t rec, bool leaf) const override;
 
   // Pad bytes at the end of a key, and bytes shared with the previous key

@@ -48,10 +48,10 @@ Status parse_tag_header(std::span<const uint8_t> bytes, uint64_t at, CdxTagHeade
     t.collation.push_back(static_cast<char>(std::toupper(h[kHdrCollation + i])));
   t.descending = io::load_u16le(h + kHdrDescending) != 0;
   const uint8_t* pool = h + kHdrPool;
-  XB_TRY(pool_text(pool, io::load_u16le(h + kHdrKeyOffset), io::load_u16le(h + kHdrKeyExprLen), at, "key",
-                   &t.key_expr));
-  XB_TRY(pool_text(pool, io::load_u16le(h + kHdrForOffset), io::load_u16le(h + kHdrForLen), at, "FOR",
-                   &t.filter));
+  XB_TRY(pool_text(pool, io::load_u16le(h + kHdrKeyOffset), io::load_u16le(h + kHdrKeyExprLen), at,
+                   "key", &t.key_expr));
+  XB_TRY(pool_text(pool, io::load_u16le(h + kHdrForOffset), io::load_u16le(h + kHdrForLen), at,
+                   "FOR", &t.filter));
   *out = std::move(t);
   return Status::ok();
 }
@@ -68,7 +68,8 @@ Status write_tag_header(const CdxTagHeader& t, std::span<uint8_t> out) {
   io::store_u16le(h + kHdrKeyLen, t.key_len);
   h[kHdrOptions] = t.options;
   h[kHdrSignature] = t.signature;
-  std::memcpy(h + kHdrCollation, t.collation.data(), std::min(t.collation.size(), kHdrCollationLen));
+  std::memcpy(h + kHdrCollation, t.collation.data(),
+              std::min(t.collation.size(), kHdrCollationLen));
   io::store_u16le(h + kHdrDescending, t.descending ? 1 : 0);
   io::store_u16le(h + kHdrForOffset, static_cast<uint16_t>(key_len));
   io::store_u16le(h + kHdrForLen, static_cast<uint16_t>(for_len));

@@ -18,7 +18,8 @@ uint64_t CdxTagStore::extent() const { return file_->extent(); }
 Status CdxTagStore::load(uint32_t page, Node** out) {
   XB_TRY(file_->load_node(page, codec_, out));
   if ((*out)->key_len != codec_.key_len())
-    return Status(e4data, "index node at offset " + std::to_string(page) + " belongs to another tag");
+    return Status(e4data,
+                  "index node at offset " + std::to_string(page) + " belongs to another tag");
   return Status::ok();
 }
 
@@ -39,6 +40,8 @@ void CdxTagStore::release(Node* node) {
 
 Status CdxTagStore::allocate(uint32_t* page) { return file_->allocate_page(page); }
 
-Status CdxTagStore::write_direct(const Node& node) { return file_->write_node_direct(node, codec_); }
+Status CdxTagStore::write_direct(const Node& node) {
+  return file_->write_node_direct(node, codec_);
+}
 
 }  // namespace xbase::index::cdx

@@ -44,7 +44,7 @@ class CdxTagStore final : public NodeStore {
   void set_pad(uint8_t pad) { codec_ = CdxNodeCodec(codec_.key_len(), pad); }
 
   // Header details of a tag read from a file, kept through rewrites.
-  uint8_t kept_options = 0;   // the candidate bit
+  uint8_t kept_options = 0;  // the candidate bit
   uint8_t signature = 1;
   std::string collation_name;
 
