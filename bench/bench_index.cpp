@@ -197,7 +197,11 @@ struct Open {
     code4accessMode(c4, 1);
     code4safety(c4, 0);
     d = d4open(c4, f.table.c_str());
+    // The first benchmark that opens it builds the index.
+    code4errOff(c4, 1);
     INDEX4* ix = i4open(d, (f.dir + "/READ").c_str());
+    code4errOff(c4, 0);
+    code4errorCode(c4, 0);
     if (ix == nullptr) ix = i4create(d, (f.dir + "/READ").c_str(), Fixture::tags());
     d4tagSelectP(d, i4tag(ix, "NAME"));
   }

@@ -488,8 +488,14 @@ Status BTree::build(const EntrySource& entries) {
   size_t nodes = 0;
   {
     LevelWriter leaves(store_, true);
-    for (size_t i = 0; i < entries.size(); ++i)
+    // Sorted entries point all over their key arena; asking for keys a few
+    // entries ahead overlaps those cache misses instead of paying each one.
+    constexpr size_t kAhead = 16;
+    const size_t n = entries.size();
+    for (size_t i = 0; i < n; ++i) {
+      if (i + kAhead < n) __builtin_prefetch(entries.key(i + kAhead));
       XB_TRY(leaves.add(entries.key(i), entries.rec(i), kNoPage));
+    }
     // A single leaf is the root itself.
     XB_TRY(leaves.close(&nodes, true));
     if (nodes == 1) return store_.set_root(leaves.pages[0]);

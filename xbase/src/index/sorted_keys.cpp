@@ -24,9 +24,9 @@ void SortedKeys::drop_last() {
   arena_.resize(arena_.size() - key_len_);
 }
 
-// Keys of up to eight bytes that arrived in record order: a stable sort by
-// the prefix alone, one byte per pass (passes where every entry has the
-// same byte are skipped), leaves equal keys in record order.
+// Entries that arrived in record order: a stable sort by the prefix alone,
+// one byte per pass (passes where every entry has the same byte are
+// skipped), leaves equal prefixes in record order.
 void SortedKeys::radix_sort_prefixes() {
   // Every pass's counts in one read of the entries.
   std::vector<uint32_t> counts(8 * 256, 0);
@@ -63,17 +63,19 @@ void SortedKeys::sort(bool unique) {
   const bool in_record_order =
       std::is_sorted(entries_.begin(), entries_.end(),
                      [](const Entry& a, const Entry& b) { return a.rec < b.rec; });
-  if (key_len_ <= 8 && in_record_order) {
-    radix_sort_prefixes();
-  } else if (key_len_ <= 8) {
-    std::sort(entries_.begin(), entries_.end(), [](const Entry& a, const Entry& b) {
-      return a.prefix != b.prefix ? a.prefix < b.prefix : a.rec < b.rec;
-    });
+  if (key_len_ <= 8) {
+    if (in_record_order) {
+      radix_sort_prefixes();
+    } else {
+      std::sort(entries_.begin(), entries_.end(), [](const Entry& a, const Entry& b) {
+        return a.prefix != b.prefix ? a.prefix < b.prefix : a.rec < b.rec;
+      });
+    }
   } else {
     // Past the prefix, eight bytes at a time as big-endian words.
     const uint8_t* base = arena_.data();
     const size_t kl = key_len_;
-    std::sort(entries_.begin(), entries_.end(), [base, kl](const Entry& a, const Entry& b) {
+    auto less = [base, kl](const Entry& a, const Entry& b) {
       if (a.prefix != b.prefix) return a.prefix < b.prefix;
       const uint8_t* ka = base + size_t{a.index} * kl;
       const uint8_t* kb = base + size_t{b.index} * kl;
@@ -85,7 +87,20 @@ void SortedKeys::sort(bool unique) {
       for (; i < kl; ++i)
         if (ka[i] != kb[i]) return ka[i] < kb[i];
       return a.rec < b.rec;
-    });
+    };
+    if (in_record_order) {
+      // The radix passes order the prefixes; only runs that share one need
+      // the rest of their keys compared.
+      radix_sort_prefixes();
+      for (size_t i = 0; i < entries_.size();) {
+        size_t j = i + 1;
+        while (j < entries_.size() && entries_[j].prefix == entries_[i].prefix) ++j;
+        if (j - i > 1) std::sort(entries_.begin() + i, entries_.begin() + j, less);
+        i = j;
+      }
+    } else {
+      std::sort(entries_.begin(), entries_.end(), less);
+    }
   }
   if (!unique || entries_.empty()) return;
   size_t out = 1;

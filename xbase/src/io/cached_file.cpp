@@ -77,6 +77,25 @@ Status CachedFile::claim_slot(size_t* slot) {
   }
 }
 
+// A long run of pages read in ascending order is a scan: it reads each page
+// once, and keeping them all would only fill the budget with fresh memory
+// (whose first touch costs the kernel more than reading the page again
+// from its own cache). Past kScanWindow pages, a scan's new page takes the
+// slot of the clean page it read kScanWindow pages before.
+bool CachedFile::recycle_behind_scan(uint64_t number, size_t* slot) {
+  scan_run_ = number == scan_next_ ? scan_run_ + 1 : 0;
+  scan_next_ = number + 1;
+  if (scan_run_ < kScanWindow) return false;
+  const uint64_t behind = number - kScanWindow;
+  if (behind >= page_table_.size() || page_table_[behind] < 0) return false;
+  Page& p = pages_[static_cast<size_t>(page_table_[behind])];
+  if (p.dirty_hi != p.dirty_lo) return false;
+  *slot = static_cast<size_t>(page_table_[behind]);
+  page_table_[behind] = -1;
+  p.in_use = false;
+  return true;
+}
+
 Status CachedFile::load_page(uint64_t number, Page** out) {
   if (number < page_table_.size() && page_table_[number] >= 0) {
     Page& p = pages_[static_cast<size_t>(page_table_[number])];
@@ -85,7 +104,7 @@ Status CachedFile::load_page(uint64_t number, Page** out) {
     return Status::ok();
   }
   size_t slot;
-  XB_TRY(claim_slot(&slot));
+  if (!recycle_behind_scan(number, &slot)) XB_TRY(claim_slot(&slot));
   Page& p = pages_[slot];
   size_t got = 0;
   XB_TRY(file_.read_at(number * kPageSize, p.data, kPageSize, &got));

@@ -64,6 +64,12 @@ class CachedFile {
   // it) and keeps any cached copy equal.
   Status write_through(uint64_t offset, const void* buf, size_t len);
 
+  // Pages held in memory now (for tests and statistics).
+  size_t pages_held() const {
+    size_t n = 0;
+    for (const Page& p : pages_) n += p.in_use;
+    return n;
+  }
   // Logical size: the file's size, or more when cached writes extend it.
   Status size(uint64_t* out);
   Status truncate(uint64_t size);
@@ -84,6 +90,7 @@ class CachedFile {
 
   Status load_page(uint64_t number, Page** out);
   Status claim_slot(size_t* slot);
+  bool recycle_behind_scan(uint64_t number, size_t* slot);
   Status refresh_size();
   uint8_t* new_page_memory();
 
@@ -91,6 +98,7 @@ class CachedFile {
     void operator()(uint8_t* p) const noexcept { std::free(p); }
   };
   static constexpr size_t kChunkSize = size_t(2) << 20;
+  static constexpr uint64_t kScanWindow = 32;
 
   File file_;
   bool read_cache_ = false;
@@ -101,6 +109,8 @@ class CachedFile {
   std::vector<Page> pages_;
   std::vector<int32_t> page_table_;  // page number -> index in pages_, -1 absent
   size_t clock_hand_ = 0;
+  uint64_t scan_next_ = 0;  // the page a scan would load next
+  uint64_t scan_run_ = 0;   // pages loaded in ascending order so far
   uint64_t size_ = 0;  // logical size while caching
   bool size_known_ = false;
   std::function<Status()> before_write_back_;
