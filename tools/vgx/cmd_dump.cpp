@@ -61,9 +61,6 @@ int dump_table(Engine& engine, const std::string& name, const DumpOptions& optio
                                                                         : Align::left});
   }
 
-  RowSink sink(options, columns, out);
-  std::size_t shown = 0;
-  std::vector<std::string> cells;
   if (!options.filter.empty() && !table.set_filter(options.filter))
     return fail("filter '" + options.filter + "': " + engine.take_error());
   if (!options.tag.empty()) {
@@ -80,6 +77,10 @@ int dump_table(Engine& engine, const std::string& name, const DumpOptions& optio
   } else {
     start = table.first();
   }
+  // Nothing is written before the filter, the tag and the seek have worked.
+  RowSink sink(options, columns, out);
+  std::size_t shown = 0;
+  std::vector<std::string> cells;
   for (bool on = start; on; on = table.next()) {
     const bool deleted = table.deleted();
     if (deleted && !options.with_deleted) continue;

@@ -62,9 +62,11 @@ bool is_numeric_type(char type, int length) {
 }
 
 Engine::Engine() : engine_(std::make_unique<vg::TVGEngine>(nullptr)) {
-  // The engine stays silent (its default): the tool reports errors itself, with the engine's
-  // text. One user, so a record need not be locked before it changes.
+  // The engine writes its own line for each error (which file, where, what is wrong) and
+  // the tool adds what it was doing. One user, so a record need not be locked before it
+  // changes.
   engine_->SetLockEnforce(false);
+  engine_->SetVGErrorEnable(true);
   try {
     engine_->Start();
     c4_ = engine_->EngineHandle();
