@@ -6,6 +6,8 @@
 // from fixed data. Tags: UPPER(NAME), AMOUNT, DTOS(BIRTH). Environment:
 //   VGX_BENCH_RECORDS  records in the table (default 1000000)
 //   VGX_BENCH_APPENDS  records appended by BM_AppendThreeTags (default 100000)
+//   VGX_BENCH_DIR      keeps PEOPLE.DBF there (a later run reuses it), for
+//                      the peer scripts in bench/peers
 //
 // BM_BuildThreeTags also reports `sort_s`: the time std::sort takes to
 // order the same keys (fixed-size byte arrays with their record numbers,
@@ -23,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_runs.h"
 #include "index/key_encoding.h"
 #include "vgxbase/xbase.h"
 
@@ -30,20 +33,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Rng {
-  uint64_t s;
-  uint64_t next() {
-    s ^= s << 13;
-    s ^= s >> 7;
-    s ^= s << 17;
-    return s;
-  }
-};
-
-long env_number(const char* name, long fallback) {
-  const char* v = std::getenv(name);
-  return v && *v ? std::atol(v) : fallback;
-}
+using bench::env_number;
+using bench::Rng;
 
 const std::vector<std::string>& syllables() {
   static const std::vector<std::string> s = {"ka", "lo", "mi", "ne", "ru", "sa", "to", "vi",
@@ -75,33 +66,59 @@ struct Fixture {
   std::string dir;
   std::string table;
   long records = 0;
+  bool keep = false;
   std::vector<std::string> names;  // every record's NAME, upper-cased
 
   Fixture() {
-    std::string tmpl = (fs::temp_directory_path() / "vgx-bench-index-XXXXXX").string();
-    if (mkdtemp(tmpl.data()) == nullptr) std::abort();
-    dir = tmpl;
-    table = dir + "/PEOPLE";
     records = env_number("VGX_BENCH_RECORDS", 1000000);
+    const char* keep_dir = std::getenv("VGX_BENCH_DIR");
+    keep = keep_dir != nullptr && *keep_dir != 0;
+    if (keep) {
+      dir = keep_dir;
+      fs::create_directories(dir);
+    } else {
+      std::string tmpl = (fs::temp_directory_path() / "vgx-bench-index-XXXXXX").string();
+      if (mkdtemp(tmpl.data()) == nullptr) std::abort();
+      dir = tmpl;
+    }
+    table = dir + "/PEOPLE";
+    Rng rng{0x9E3779B97F4A7C15ull};
+    std::vector<Row> rows;
+    for (long i = 0; i < records; ++i) {
+      rows.push_back(make_row(rng));
+      std::string up(rows.back().name, 20);
+      for (char& c : up) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+      names.push_back(up);
+    }
+    if (keep && table_has(records)) return;
     CODE4* c4 = code4initP();
     code4accessMode(c4, 1);
+    code4safety(c4, 0);
     DATA4* d = d4create(c4, table.c_str(), fields(), nullptr);
-    Rng rng{0x9E3779B97F4A7C15ull};
-    for (long i = 0; i < records; ++i) {
-      const Row r = make_row(rng);
+    for (const Row& r : rows) {
       d4appendStart(d, 0);
       f4assignN(d4field(d, "NAME"), r.name, 20);
       f4assignDouble(d4field(d, "AMOUNT"), r.amount);
       f4assignN(d4field(d, "BIRTH"), r.birth, 8);
       d4append(d);
-      std::string up(r.name, 20);
-      for (char& c : up) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-      names.push_back(up);
     }
     d4close(d);
     code4initUndo(c4);
   }
-  ~Fixture() { fs::remove_all(dir); }
+  ~Fixture() {
+    if (!keep) fs::remove_all(dir);
+  }
+
+  // A kept table from an earlier run, with the expected record count.
+  bool table_has(long count) const {
+    CODE4* c4 = code4initP();
+    code4errOff(c4, 1);
+    code4autoOpen(c4, 0);
+    DATA4* d = d4open(c4, table.c_str());
+    const bool ok = d != nullptr && d4recCount(d) == count;
+    code4initUndo(c4);
+    return ok;
+  }
 
   static const FIELD4INFO* fields() {
     static const FIELD4INFO f[] = {{const_cast<char*>("NAME"), 'C', 20, 0, 0},
@@ -270,9 +287,9 @@ void BM_AppendThreeTags(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * appends);
 }
 
-BENCHMARK(BM_BuildThreeTags)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
-BENCHMARK(BM_Seek)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
-BENCHMARK(BM_SkipInTagOrder)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
-BENCHMARK(BM_AppendThreeTags)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
+BENCHMARK(BM_BuildThreeTags)->Apply(bench::three_runs);
+BENCHMARK(BM_Seek)->Apply(bench::three_runs);
+BENCHMARK(BM_SkipInTagOrder)->Apply(bench::three_runs);
+BENCHMARK(BM_AppendThreeTags)->Apply(bench::three_runs);
 
 }  // namespace

@@ -28,6 +28,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_runs.h"
 #include "vgxbase/xbase.h"
 
 namespace {
@@ -36,15 +37,7 @@ namespace fs = std::filesystem;
 
 // ---- fixed data ----------------------------------------------------------
 
-struct Rng {
-  uint64_t s;
-  uint64_t next() {
-    s ^= s << 13;
-    s ^= s >> 7;
-    s ^= s << 17;
-    return s;
-  }
-};
+using bench::Rng;
 
 constexpr uint64_t kDataSeed = 0x9E3779B97F4A7C15ull;
 constexpr uint64_t kGoSeed = 0xD1B54A32D192ED03ull;
@@ -486,28 +479,8 @@ void BM_Go(benchmark::State& state) {
   state.SetLabel("target < 1 us per d4go");
 }
 
-double min_of(const std::vector<double>& v) {
-  double m = v.empty() ? 0 : v[0];
-  for (double x : v) m = std::min(m, x);
-  return m;
-}
-
-// One pass over a million records takes a good fraction of a second: single
-// iterations, repeated (VGX_BENCH_REPEATS overrides the count), with the
-// minimum as the figure least disturbed by other work on the machine.
-int repeats(int fallback) {
-  const char* e = std::getenv("VGX_BENCH_REPEATS");
-  long n = e ? std::strtol(e, nullptr, 10) : 0;
-  return n > 0 ? static_cast<int>(n) : fallback;
-}
-
-void single_runs(benchmark::internal::Benchmark* b, int fallback_repeats) {
-  b->Iterations(1)->Repetitions(repeats(fallback_repeats))->ComputeStatistics("min", min_of);
-  b->Unit(benchmark::kMillisecond);
-}
-
-void three_runs(benchmark::internal::Benchmark* b) { single_runs(b, 3); }
-void five_runs(benchmark::internal::Benchmark* b) { single_runs(b, 5); }
+using bench::five_runs;
+using bench::three_runs;
 
 BENCHMARK(BM_Append)->Apply(three_runs);
 BENCHMARK(BM_ReadFileBytes)->Apply(five_runs);

@@ -151,6 +151,34 @@ TEST_F(IndexApi, SeekNextRunsThroughEqualKeys) {
   EXPECT_EQ(rc, r4after);  // on the next key
 }
 
+TEST_F(IndexApi, TagSyncAliasAndCountedSeekNext) {
+  DATA4* d = standard();
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(select(d, "NAME"), 0);
+  TAG4* tag = d4tagSelected(d);
+  ASSERT_NE(tag, nullptr);
+  EXPECT_STREQ(t4alias(tag), "NAME");
+  // A move by record number, then the tag follows that record: the next
+  // skip goes to its successor in tag order.
+  const std::vector<int32_t> order = order_by(d, "UPPER(NAME)");
+  for (size_t at : {size_t{0}, order.size() / 2, order.size() - 2}) {
+    ASSERT_EQ(d4go(d, order[at]), 0);
+    ASSERT_EQ(d4tagSync(d, tag), 0);
+    ASSERT_EQ(d4skip(d, 1), 0);
+    EXPECT_EQ(d4recNoLow(d), order[at + 1]) << at;
+  }
+  // The counted form runs the same as the terminated one; a key with a NUL
+  // in it is a different key.
+  std::vector<int32_t> by_text, by_count;
+  for (int rc = d4seekNext(d, "ANNA"); rc == r4success; rc = d4seekNext(d, "ANNA"))
+    by_text.push_back(d4recNoLow(d));
+  for (int rc = d4seekNextN(d, "ANNA", 4); rc == r4success; rc = d4seekNextN(d, "ANNA", 4))
+    by_count.push_back(d4recNoLow(d));
+  ASSERT_FALSE(by_text.empty());
+  EXPECT_EQ(by_count, by_text);
+  EXPECT_NE(d4seekN(d, "ANNA\0", 5), r4success);
+}
+
 TEST_F(IndexApi, ChangesMoveKeysAndDeletedRecordsStay) {
   DATA4* d = standard();
   ASSERT_NE(d, nullptr);
