@@ -10,38 +10,6 @@
 namespace vgx {
 namespace {
 
-// Opens a table to change it: exclusively, its format taken from its
-// version byte as for reading.
-std::unique_ptr<OpenedTable> open_for_change(Engine& engine, const std::string& name) {
-  auto opened = std::make_unique<OpenedTable>();
-  opened->path = name;
-  std::string error;
-  auto prefix = read_file_prefix(name, kDbfHeaderPrefix, error);
-  if (!prefix && std::filesystem::path(name).extension().empty()) {
-    if (auto found = find_sibling_file(std::filesystem::path(name + ".DBF"), "DBF")) {
-      opened->path = found->string();
-      prefix = read_file_prefix(opened->path, kDbfHeaderPrefix, error);
-    }
-  }
-  if (!prefix) {
-    fail("cannot read '" + opened->path + "': " + error);
-    return nullptr;
-  }
-  const auto header = parse_dbf_header(prefix->bytes);
-  if (!header) {
-    fail("'" + opened->path + "' is not a table");
-    return nullptr;
-  }
-  set_changing(engine);
-  engine.set_format(reading_format(header->version));
-  opened->table = Table::open(engine, opened->path);
-  if (!opened->table) {
-    fail("cannot open '" + opened->path + "': " + engine.take_error());
-    return nullptr;
-  }
-  return opened;
-}
-
 // One file argument and nothing else.
 bool single_file(const std::vector<std::string>& args, const char* command, std::string* file) {
   if (args.size() != 1 || args[0].empty() || args[0][0] == '-') {
@@ -74,7 +42,7 @@ int print_tags(Engine& engine, const std::string& file, std::ostream& out) {
 }
 
 bool index_new_table(Engine& engine, const std::string& path, const std::vector<TagPlan>& tags) {
-  set_changing(engine);
+  engine.set_changing();
   auto table = Table::open(engine, path);
   if (!table || !create_production_index(*table, tags) || !table->close()) {
     fail("indexing '" + path + "' failed: " + engine.take_error());
@@ -96,7 +64,7 @@ int run_reindex(const std::vector<std::string>& args) {
   if (!single_file(args, "reindex", &file)) return kExitUsage;
   Engine engine;
   if (!engine.ok()) return fail("the engine could not start");
-  const auto opened = open_for_change(engine, file);
+  const auto opened = open_table(engine, file, Access::change);
   if (!opened) return kExitFailure;
   std::string index;
   if (const int rc = with_index(engine, *opened, &index); rc != kExitOk) return rc;
@@ -175,7 +143,7 @@ int run_index(const std::vector<std::string>& args) {
         "vgx index FILE --tag NAME --key EXPR [--for EXPR] [--unique] [--descending]");
   Engine engine;
   if (!engine.ok()) return fail("the engine could not start");
-  const auto opened = open_for_change(engine, file);
+  const auto opened = open_table(engine, file, Access::change);
   if (!opened) return kExitFailure;
   if (!add_tag(*opened->table, tag))
     return fail("adding tag " + tag.name + " failed: " + engine.take_error());

@@ -30,13 +30,6 @@ xbase::index::TagDefinition definition_of(CODE4* c4, const TagPlan& plan) {
 
 }  // namespace
 
-void set_changing(Engine& engine) {
-  code4readOnly(engine.handle(), 0);
-  code4accessMode(engine.handle(), 1);
-  code4autoOpen(engine.handle(), 0);
-  code4safety(engine.handle(), 0);
-}
-
 bool open_production_index(Table& table, std::string* path) {
   DATA4* d = table.handle();
   if (production(table) == nullptr) {

@@ -33,9 +33,6 @@ struct TagCheck {
   std::string note;     // what could not be checked
 };
 
-// Tables opened from now on may be changed and are opened exclusively.
-void set_changing(Engine& engine);
-
 // Opens the production index of `table` (the index file named after it);
 // false with the reason in the engine's error.
 bool open_production_index(Table& table, std::string* path);

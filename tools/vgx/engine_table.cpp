@@ -82,6 +82,13 @@ void Engine::set_reading() {
   code4autoOpen(c4_, 0);
 }
 
+void Engine::set_changing() {
+  code4readOnly(c4_, 0);
+  code4accessMode(c4_, 1);
+  code4autoOpen(c4_, 0);
+  code4safety(c4_, 0);
+}
+
 void Engine::set_format(TableFormat format) {
   switch (format) {
     case TableFormat::fox:

@@ -67,6 +67,9 @@ class Engine {
 
   // Tables opened from now on are read-only and without their indexes.
   void set_reading();
+  // Tables opened from now on may be changed, are opened exclusively, and without their
+  // indexes (the index commands open the production index themselves).
+  void set_changing();
   // Tables created from now on have this format (and its memo and index kinds).
   void set_format(TableFormat format);
   // The code page mark written into tables created from now on (0 none, 1 code page 437,

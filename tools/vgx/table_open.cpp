@@ -31,7 +31,7 @@ TableFormat reading_format(uint8_t version) {
   return TableFormat::fox;
 }
 
-std::unique_ptr<OpenedTable> open_for_reading(Engine& engine, const std::string& name) {
+std::unique_ptr<OpenedTable> open_table(Engine& engine, const std::string& name, Access access) {
   auto opened = std::make_unique<OpenedTable>();
   opened->path = resolve_table_path(name);
   std::string error;
@@ -48,7 +48,11 @@ std::unique_ptr<OpenedTable> open_for_reading(Engine& engine, const std::string&
     return nullptr;
   }
   opened->header = *header;
-  engine.set_reading();
+  if (access == Access::read) {
+    engine.set_reading();
+  } else {
+    engine.set_changing();
+  }
   engine.set_format(reading_format(header->version));
   opened->table = Table::open(engine, opened->path);
   if (!opened->table) {

@@ -1,5 +1,5 @@
-// Opening an existing table for reading: find the file, check that it starts like a table, set
-// the context's format from its version byte (so the engine looks for the right memo kind), open.
+// Opening an existing table: find the file, check that it starts like a table, set the
+// context's format from its version byte (so the engine looks for the right memo kind), open.
 #pragma once
 
 #include <memory>
@@ -21,7 +21,14 @@ struct OpenedTable {
 // The format a context needs to read a table with this version byte.
 TableFormat reading_format(uint8_t version);
 
+// Reading opens the table read-only, changing exclusively for writing; neither opens an
+// index of its own accord.
+enum class Access { read, change };
+
 // Null after reporting the reason on stderr (exit code kExitFailure).
-std::unique_ptr<OpenedTable> open_for_reading(Engine& engine, const std::string& name);
+std::unique_ptr<OpenedTable> open_table(Engine& engine, const std::string& name, Access access);
+inline std::unique_ptr<OpenedTable> open_for_reading(Engine& engine, const std::string& name) {
+  return open_table(engine, name, Access::read);
+}
 
 }  // namespace vgx
