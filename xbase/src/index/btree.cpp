@@ -83,6 +83,24 @@ Status BTree::descend(const SeekTarget& target, Path* path) {
   }
 }
 
+// Refills the path below `level` along the first (or, with `last`, the last)
+// entries of each node: a leaf slot past its last entry when going back, so
+// that the step that follows lands on it.
+Status BTree::descend_below(Path* path, int level, bool last) {
+  for (int m = level + 1; m < path->depth; ++m) {
+    const Path::Level& up = path->levels[static_cast<size_t>(m - 1)];
+    Node* node = nullptr;
+    XB_TRY(load_child(*up.node, up.slot, m, &node));
+    if (node->leaf != (m == path->depth - 1))
+      return corrupt(node->page, "leaves at different depths");
+    if (!node->leaf && node->empty())
+      return corrupt(node->page, "an interior node without entries");
+    const size_t slot = !last ? 0 : node->leaf ? node->count() : node->count() - 1;
+    path->levels[static_cast<size_t>(m)] = {node, slot};
+  }
+  return Status::ok();
+}
+
 Status BTree::step_forward(Path* path, bool* moved) {
   *moved = false;
   for (;;) {
@@ -98,16 +116,7 @@ Status BTree::step_forward(Path* path, bool* moved) {
       --l;
     if (l < 0) return Status::ok();  // past the last entry
     ++path->levels[static_cast<size_t>(l)].slot;
-    for (int m = l + 1; m < path->depth; ++m) {
-      const Path::Level& up = path->levels[static_cast<size_t>(m - 1)];
-      Node* node = nullptr;
-      XB_TRY(load_child(*up.node, up.slot, m, &node));
-      if (node->leaf != (m == path->depth - 1))
-        return corrupt(node->page, "leaves at different depths");
-      if (!node->leaf && node->empty())
-        return corrupt(node->page, "an interior node without entries");
-      path->levels[static_cast<size_t>(m)] = {node, 0};
-    }
+    XB_TRY(descend_below(path, l, false));
     if (path->leaf().node->count() > 0) {
       *moved = true;
       return Status::ok();
@@ -129,16 +138,7 @@ Status BTree::step_back(Path* path, bool* moved) {
     while (l >= 0 && path->levels[static_cast<size_t>(l)].slot == 0) --l;
     if (l < 0) return Status::ok();  // before the first entry
     --path->levels[static_cast<size_t>(l)].slot;
-    for (int m = l + 1; m < path->depth; ++m) {
-      const Path::Level& up = path->levels[static_cast<size_t>(m - 1)];
-      Node* node = nullptr;
-      XB_TRY(load_child(*up.node, up.slot, m, &node));
-      if (node->leaf != (m == path->depth - 1))
-        return corrupt(node->page, "leaves at different depths");
-      if (!node->leaf && node->empty())
-        return corrupt(node->page, "an interior node without entries");
-      path->levels[static_cast<size_t>(m)] = {node, node->leaf ? node->count() : node->count() - 1};
-    }
+    XB_TRY(descend_below(path, l, true));
   }
 }
 

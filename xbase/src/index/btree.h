@@ -101,6 +101,7 @@ class BTree {
 
  private:
   Status load_child(const Node& parent, size_t slot, int depth, Node** out);
+  Status descend_below(Path* path, int level, bool last);
   Status split(Path* path, int level, bool appending);
   Status fix_high_keys(Path* path, int level);
   Status rebalance(Path* path, int level);

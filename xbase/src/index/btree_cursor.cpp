@@ -12,12 +12,15 @@ void BTreeCursor::take_entry() {
   version_ = tree_.store().version();
 }
 
-Status BTreeCursor::settle_forward() {
+bool BTreeCursor::take_leaf_entry() {
   const Path::Level& leaf = path_.leaf();
-  if (leaf.slot < leaf.node->count()) {
-    take_entry();
-    return Status::ok();
-  }
+  if (leaf.slot >= leaf.node->count()) return false;
+  take_entry();
+  return true;
+}
+
+Status BTreeCursor::settle_forward() {
+  if (take_leaf_entry()) return Status::ok();
   bool moved = false;
   XB_TRY(tree_.step_forward(&path_, &moved));
   if (moved)
@@ -30,22 +33,14 @@ Status BTreeCursor::settle_forward() {
 Status BTreeCursor::first() {
   where_ = Where::kNowhere;
   XB_TRY(tree_.edge(false, &path_));
-  const Path::Level& leaf = path_.leaf();
-  if (leaf.slot < leaf.node->count())
-    take_entry();
-  else
-    where_ = Where::kAfterLast;
+  if (!take_leaf_entry()) where_ = Where::kAfterLast;
   return Status::ok();
 }
 
 Status BTreeCursor::last() {
   where_ = Where::kNowhere;
   XB_TRY(tree_.edge(true, &path_));
-  const Path::Level& leaf = path_.leaf();
-  if (leaf.slot < leaf.node->count())
-    take_entry();
-  else
-    where_ = Where::kAfterLast;
+  if (!take_leaf_entry()) where_ = Where::kAfterLast;
   return Status::ok();
 }
 

@@ -55,6 +55,8 @@ class BTreeCursor {
  private:
   Status restore(bool* between);
   void take_entry();
+  // Takes the entry the leaf slot is on; false when the slot is past the end.
+  bool take_leaf_entry();
   Status settle_forward();
 
   BTree& tree_;
