@@ -1,7 +1,7 @@
 #include "io/cached_file.h"
+#include "test_files.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cstring>
 #include <filesystem>
@@ -16,13 +16,6 @@ constexpr size_t kPage = CachedFile::kPageSize;
 
 class CachedFileTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string tmpl = (fs::temp_directory_path() / "vgx-cache-XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    dir_ = tmpl;
-    path_ = dir_ + "/DATA.BIN";
-  }
-  void TearDown() override { fs::remove_all(dir_); }
 
   // A file of `pages` pages where every byte tells its own offset.
   void make_file(size_t pages) {
@@ -42,7 +35,8 @@ class CachedFileTest : public ::testing::Test {
     return c;
   }
 
-  std::string dir_, path_;
+  test_files::TempDir tmp_{"vgx-cache"};
+  const std::string path_ = tmp_.at("DATA.BIN");
 };
 
 TEST_F(CachedFileTest, AScanHoldsAWindowOfPagesAndReadsEveryByte) {

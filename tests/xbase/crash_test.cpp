@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace {
 
@@ -63,18 +64,7 @@ std::string memo_of(int id, int ver) {
   return s;
 }
 
-struct Context {
-  explicit Context(int format) : c4(code4initP()) {
-    code4indexFormat(c4, format);
-    code4autoOpen(c4, 0);
-    code4errOff(c4, 1);
-  }
-  ~Context() { code4initUndo(c4); }
-  Context(const Context&) = delete;
-  Context& operator=(const Context&) = delete;
-  int error() const { return code4errorCode(c4, r4check); }
-  CODE4* c4;
-};
+using test_files::Context;
 
 // How the writer opens the table.
 struct WriterMode {

@@ -18,23 +18,15 @@
 #include "io/endian.h"
 #include "table/handles.h"
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Bytes = std::string;
 
-Bytes slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), {});
-}
-
-// A new file each time: cutting an existing one to zero makes the file
-// system flush it, which costs more than everything else here.
-void spit(const fs::path& p, const Bytes& b) {
-  fs::remove(p);
-  std::ofstream(p, std::ios::binary | std::ios::trunc) << b;
-}
+using test_files::slurp;
+using test_files::spit;
 
 void put16(Bytes& b, size_t at, uint16_t v) { xbase::io::store_u16le(b.data() + at, v); }
 void put32(Bytes& b, size_t at, uint32_t v) { xbase::io::store_u32le(b.data() + at, v); }

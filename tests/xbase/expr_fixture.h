@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace expr_test {
 
@@ -31,9 +32,6 @@ inline const std::string kLongMemo = std::string(5000, 'x') + "needle";
 class ExprTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string tmpl = (std::filesystem::temp_directory_path() / "vgx_expr_XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    dir_ = tmpl;
     c4_ = code4initP();
     ASSERT_NE(c4_, nullptr);
     code4errOff(c4_, 1);
@@ -47,7 +45,6 @@ class ExprTest : public ::testing::Test {
   void TearDown() override {
     for (EXPR4* e : parsed_) expr4free(e);
     code4initUndo(c4_);
-    std::filesystem::remove_all(dir_);
   }
 
   void make_people() {
@@ -123,7 +120,8 @@ class ExprTest : public ::testing::Test {
 
   std::string str(EXPR4* e) { return std::string(expr4str(e), static_cast<size_t>(expr4len(e))); }
 
-  std::string dir_;
+  test_files::TempDir tmp_{"vgx-expr"};
+  const std::string dir_ = tmp_.path().string();
   CODE4* c4_ = nullptr;
   DATA4* people_ = nullptr;
   DATA4* cities_ = nullptr;

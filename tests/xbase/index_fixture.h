@@ -14,6 +14,7 @@
 #include "index/verify.h"
 #include "table/handles.h"
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace index_test {
 
@@ -63,9 +64,6 @@ inline std::vector<Person> people(int n) {
 class IndexTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string tmpl = (std::filesystem::temp_directory_path() / "vgx-index-XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    dir_ = tmpl;
     c4_ = code4initP();
     ASSERT_NE(c4_, nullptr);
     code4errOff(c4_, 1);
@@ -73,7 +71,6 @@ class IndexTest : public ::testing::Test {
   }
   void TearDown() override {
     code4initUndo(c4_);
-    std::filesystem::remove_all(dir_);
   }
 
   std::string path(const std::string& name) const { return dir_ + "/" + name; }
@@ -149,7 +146,8 @@ class IndexTest : public ::testing::Test {
   }
 
   CODE4* c4_ = nullptr;
-  std::string dir_;
+  test_files::TempDir tmp_{"vgx-index"};
+  const std::string dir_ = tmp_.path().string();
 };
 
 }  // namespace index_test

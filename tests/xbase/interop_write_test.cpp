@@ -20,6 +20,7 @@
 #include "python_oracle.h"
 #include "table_dump.h"
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace {
 
@@ -27,28 +28,8 @@ namespace fs = std::filesystem;
 using vgx_test::DumpTable;
 using vgx_test::preview;
 
-class TempDir {
- public:
-  TempDir() {
-    path_ = fs::temp_directory_path() /
-            ("vgx_interop_" + std::to_string(::getpid()) + "_" +
-             ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(path_);
-    fs::create_directories(path_);
-  }
-  ~TempDir() { fs::remove_all(path_); }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
-
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using test_files::slurp;
+using test_files::TempDir;
 
 // Printable text with line breaks: a dBASE III memo cannot hold 0x1A.
 std::string text(size_t n) {

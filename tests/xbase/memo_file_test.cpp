@@ -14,6 +14,7 @@
 
 #include "io/endian.h"
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace xbase::memo {
 namespace {
@@ -21,14 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 using Bytes = std::string;
 
-Bytes slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), {});
-}
-
-void spit(const fs::path& p, const Bytes& b) {
-  std::ofstream(p, std::ios::binary | std::ios::trunc) << b;
-}
+using test_files::slurp;
+using test_files::spit;
 
 Bytes hex(std::initializer_list<int> v) { return Bytes(v.begin(), v.end()); }
 

@@ -15,6 +15,7 @@
 #include "helpers/worker_table.h"
 #include "process_util.h"
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace {
 
@@ -22,19 +23,7 @@ namespace fs = std::filesystem;
 using process_util::HeldLock;
 using process_util::Peer;
 
-// One engine context, closed with the scope.
-struct Context {
-  explicit Context(int format) : c4(code4initP()) {
-    code4indexFormat(c4, format);
-    code4autoOpen(c4, 0);
-    code4errOff(c4, 1);
-  }
-  ~Context() { code4initUndo(c4); }
-  Context(const Context&) = delete;
-  Context& operator=(const Context&) = delete;
-  int error() const { return code4errorCode(c4, r4check); }
-  CODE4* c4;
-};
+using test_files::Context;
 
 std::string format_name(int format) {
   return format == 1 ? "FoxPro" : format == 2 ? "Clipper" : "dBASE";

@@ -14,16 +14,14 @@
 #include <vector>
 
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
 
-Bytes slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), {});
-}
+Bytes slurp(const std::string& path) { return test_files::slurp_bytes(path); }
 
 Bytes slice(const Bytes& b, size_t at, size_t len) {
   if (at + len > b.size()) return {};
@@ -40,17 +38,8 @@ uint32_t u32be(const Bytes& b, size_t at) {
   return uint32_t(b[at]) << 24 | b[at + 1] << 16 | b[at + 2] << 8 | b[at + 3];
 }
 
-FIELD4INFO fld(const char* name, int type, int len, int dec = 0, int nulls = 0) {
-  return {const_cast<char*>(name), static_cast<int16_t>(type), static_cast<uint16_t>(len),
-          static_cast<uint16_t>(dec), static_cast<uint16_t>(nulls)};
-}
-
-// A field list ended by the all-zero entry d4create expects.
-std::vector<FIELD4INFO> fields(std::initializer_list<FIELD4INFO> list) {
-  std::vector<FIELD4INFO> v(list);
-  v.push_back(FIELD4INFO{});
-  return v;
-}
+using test_files::fields;
+using test_files::fld;
 
 // The 32 bytes a level-5 descriptor should hold.
 Bytes descriptor(const char* name, char type, uint32_t displacement, int len, int dec,
@@ -83,16 +72,12 @@ Today today() {
 class TableCreate : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string tmpl = (fs::temp_directory_path() / "vgx_create_XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    dir_ = tmpl;
     c4_ = code4initP();
     ASSERT_NE(c4_, nullptr);
     code4errOff(c4_, 1);
   }
   void TearDown() override {
     code4initUndo(c4_);
-    fs::remove_all(dir_);
   }
 
   std::string at(const std::string& name) const { return dir_ + "/" + name; }
@@ -120,7 +105,8 @@ class TableCreate : public ::testing::Test {
   }
 
   CODE4* c4_ = nullptr;
-  std::string dir_;
+  test_files::TempDir tmp_{"vgx-create"};
+  const std::string dir_ = tmp_.path().string();
 };
 
 const std::vector<FIELD4INFO> kPeople = fields({fld("NAME", 'C', 10), fld("AMT", 'N', 8, 2),

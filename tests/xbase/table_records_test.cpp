@@ -13,31 +13,21 @@
 #include <vector>
 
 #include "vgxbase/xbase.h"
+#include "test_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
 
-Bytes slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), {});
-}
+Bytes slurp(const std::string& path) { return test_files::slurp_bytes(path); }
 
 uint32_t u32le(const uint8_t* b) {
   return b[0] | b[1] << 8 | b[2] << 16 | uint32_t(b[3]) << 24;
 }
 
-FIELD4INFO fld(const char* name, int type, int len, int dec = 0, int nulls = 0) {
-  return {const_cast<char*>(name), static_cast<int16_t>(type), static_cast<uint16_t>(len),
-          static_cast<uint16_t>(dec), static_cast<uint16_t>(nulls)};
-}
-
-std::vector<FIELD4INFO> fields(std::initializer_list<FIELD4INFO> list) {
-  std::vector<FIELD4INFO> v(list);
-  v.push_back(FIELD4INFO{});
-  return v;
-}
+using test_files::fields;
+using test_files::fld;
 
 // Field text with trailing blanks removed.
 std::string str(DATA4* d, const char* name) {
@@ -60,15 +50,11 @@ uint32_t memo_ref(DATA4* d, const char* name = "NOTE") {
 class TableRecords : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string tmpl = (fs::temp_directory_path() / "vgx_records_XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    dir_ = tmpl;
     c4_ = new_context();
     ASSERT_NE(c4_, nullptr);
   }
   void TearDown() override {
     for (CODE4* c : contexts_) code4initUndo(c);
-    fs::remove_all(dir_);
   }
 
   CODE4* new_context() {
@@ -105,7 +91,8 @@ class TableRecords : public ::testing::Test {
 
   CODE4* c4_ = nullptr;
   std::vector<CODE4*> contexts_;
-  std::string dir_;
+  test_files::TempDir tmp_{"vgx-records"};
+  const std::string dir_ = tmp_.path().string();
 };
 
 TEST_F(TableRecords, EmptyTableStandsAtEndOfFile) {
