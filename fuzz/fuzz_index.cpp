@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz_files.h"
 #include "index/table_indexes.h"
 #include "index/verify.h"
-#include "io/file.h"
 #include "table/handles.h"
 #include "vgxbase/xbase.h"
 
@@ -67,11 +67,7 @@ void walk(DATA4* d, int first, int step) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Scratch& s = scratch();
-  {
-    xbase::io::File f;
-    if (!f.open(s.index, xbase::io::OpenMode::kCreate)) return 0;
-    if (size > 0 && !f.write_at(0, data, size)) return 0;
-  }
+  if (!vgx_fuzz::write_whole(s.index, data, size)) return 0;
   CODE4* c4 = code4initP();
   code4errOff(c4, 1);
   code4readOnly(c4, 1);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz_files.h"
 #include "io/endian.h"
 #include "io/file.h"
 #include "memo/memo_file.h"
@@ -37,12 +38,6 @@ const std::string& scratch_path() {
   return scratch.path;
 }
 
-bool write_input(const std::string& path, const uint8_t* data, size_t size) {
-  xbase::io::File f;
-  if (!f.open(path, xbase::io::OpenMode::kCreate)) return false;
-  return size == 0 || f.write_at(0, data, size).is_ok();
-}
-
 void read_all(const std::string& path, xbase::memo::MemoKind kind, const uint8_t* data,
               size_t size, bool cached) {
   xbase::io::File f;
@@ -64,7 +59,7 @@ void read_all(const std::string& path, xbase::memo::MemoKind kind, const uint8_t
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string& path = scratch_path();
-  if (!write_input(path, data, size)) return 0;
+  if (!vgx_fuzz::write_whole(path, data, size)) return 0;
   using xbase::memo::MemoKind;
   for (MemoKind kind : {MemoKind::kDbt3, MemoKind::kDbt4, MemoKind::kFpt})
     read_all(path, kind, data, size, kind == MemoKind::kDbt4);

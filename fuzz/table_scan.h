@@ -20,8 +20,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz_files.h"
 #include "io/endian.h"
-#include "io/file.h"
 #include "vgxbase/xbase.h"
 
 namespace vgx_fuzz {
@@ -46,15 +46,6 @@ inline TableInput split_table_input(const uint8_t* data, size_t size) {
   in.memo = data + 4 + n;
   in.memo_size = size - 4 - n;
   return in;
-}
-
-// Writes a new file: cutting an existing one to zero makes the file system
-// flush it, slower than the whole scan.
-inline bool write_whole(const std::string& path, const uint8_t* data, size_t size) {
-  unlink(path.c_str());
-  xbase::io::File f;
-  if (!f.open(path, xbase::io::OpenMode::kCreate)) return false;
-  return size == 0 || f.write_at(0, data, size).is_ok();
 }
 
 // What one scan met: whether the table opened, the first error code a read
