@@ -273,6 +273,7 @@ TEST(EngineFiles, CloseFilesClosesTheTablesOfTheContext) {
 }
 
 struct FormatCase {
+  const char* name;  // the test's name suffix
   TTableFormat format;
   TFoxProVersion version;
   const char* extension;
@@ -306,12 +307,13 @@ INSTANTIATE_TEST_SUITE_P(
     All, EngineFormats,
     ::testing::Values(
         // A Clipper context answers its group-file extension, never "NTX".
-        FormatCase{tfClipper, fpv30, "CGP", ifClipper, "CDLMN", "GMX", "DLM", "", false},
-        FormatCase{tfdBASE, fpv30, "MDX", ifdBASE, "BCDFLMN", "BGMX", "BDLM", "", false},
-        FormatCase{tfFox, fpv26, "CDX", ifFox, "CDFGLMN", "GMX", "DGLM", "", false},
-        FormatCase{tfFox, fpv25, "CDX", ifFox, "CDFGLMN", "GMX", "DGLM", "", false},
-        FormatCase{tfFox, fpv30, "CDX", ifFox, "BCDFGILMNTXYZ", "GMX", "BDGILMTXY", "BITY",
-                   true}));
+        FormatCase{"Clipper", tfClipper, fpv30, "CGP", ifClipper, "CDLMN", "GMX", "DLM", "", false},
+        FormatCase{"dBASE", tfdBASE, fpv30, "MDX", ifdBASE, "BCDFLMN", "BGMX", "BDLM", "", false},
+        FormatCase{"Fox26", tfFox, fpv26, "CDX", ifFox, "CDFGLMN", "GMX", "DGLM", "", false},
+        FormatCase{"Fox25", tfFox, fpv25, "CDX", ifFox, "CDFGLMN", "GMX", "DGLM", "", false},
+        FormatCase{"Fox30", tfFox, fpv30, "CDX", ifFox, "BCDFGILMNTXYZ", "GMX", "BDGILMTXY",
+                   "BITY", true}),
+    [](const ::testing::TestParamInfo<FormatCase>& info) { return std::string(info.param.name); });
 
 TEST(EngineFormatAnswers, UnstartedEngineAnswersEmptyAndUnknownWithoutCalls) {
   Recording rec;
