@@ -19,15 +19,19 @@ bool BTreeCursor::take_leaf_entry() {
   return true;
 }
 
-Status BTreeCursor::settle_forward() {
-  if (take_leaf_entry()) return Status::ok();
+Status BTreeCursor::advance(bool forward) {
   bool moved = false;
-  XB_TRY(tree_.step_forward(&path_, &moved));
+  XB_TRY(forward ? tree_.step_forward(&path_, &moved) : tree_.step_back(&path_, &moved));
   if (moved)
     take_entry();
   else
-    where_ = Where::kAfterLast;
+    where_ = forward ? Where::kAfterLast : Where::kBeforeFirst;
   return Status::ok();
+}
+
+Status BTreeCursor::settle_forward() {
+  if (take_leaf_entry()) return Status::ok();
+  return advance(true);
 }
 
 Status BTreeCursor::first() {
@@ -91,13 +95,7 @@ Status BTreeCursor::next() {
   bool between = false;
   XB_TRY(restore(&between));
   if (between) return settle_forward();
-  bool moved = false;
-  XB_TRY(tree_.step_forward(&path_, &moved));
-  if (moved)
-    take_entry();
-  else
-    where_ = Where::kAfterLast;
-  return Status::ok();
+  return advance(true);
 }
 
 Status BTreeCursor::prev() {
@@ -112,13 +110,7 @@ Status BTreeCursor::prev() {
   }
   bool between = false;
   XB_TRY(restore(&between));
-  bool moved = false;
-  XB_TRY(tree_.step_back(&path_, &moved));
-  if (moved)
-    take_entry();
-  else
-    where_ = Where::kBeforeFirst;
-  return Status::ok();
+  return advance(false);
 }
 
 }  // namespace xbase::index

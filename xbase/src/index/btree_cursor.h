@@ -57,6 +57,8 @@ class BTreeCursor {
   void take_entry();
   // Takes the entry the leaf slot is on; false when the slot is past the end.
   bool take_leaf_entry();
+  // One entry on or back; past either end the cursor says which.
+  Status advance(bool forward);
   Status settle_forward();
 
   BTree& tree_;
