@@ -7,17 +7,9 @@
 #include <cstdint>
 
 #include "table/dbf_header.h"
+#include "table/number_text.h"
 
 namespace xbase::table {
-
-// Numbers written as text: fast paths for the common widths, exact for
-// integers and for up to 15 significant digits.
-double parse_number(const char* text, size_t len);
-int32_t parse_long(const char* text, size_t len);
-// Writes `value` right-aligned in `width` characters with `dec` decimals,
-// rounded half away from zero; asterisks when it does not fit. Answers
-// false on overflow.
-bool format_number(double value, uint32_t width, uint32_t dec, char* out);
 
 double field_double(const FieldDesc& f, const uint8_t* rec);
 int32_t field_long(const FieldDesc& f, const uint8_t* rec);
