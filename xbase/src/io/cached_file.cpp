@@ -122,14 +122,7 @@ Status CachedFile::load_page(uint64_t number, Page** out) {
 
 Status CachedFile::read(uint64_t offset, void* buf, size_t len, size_t* got) {
   if (!read_cache_) return file_.read_at(offset, buf, len, got);
-  // The common case: a record inside one cached page.
-  const uint64_t first_page = offset / kPageSize;
-  const size_t first_at = static_cast<size_t>(offset % kPageSize);
-  if (size_known_ && offset + len <= size_ && first_at + len <= kPageSize &&
-      first_page < page_table_.size() && page_table_[first_page] >= 0) {
-    Page& p = pages_[static_cast<size_t>(page_table_[first_page])];
-    p.referenced = true;
-    std::memcpy(buf, p.data + first_at, len);
+  if (read_cached(offset, buf, len)) {
     *got = len;
     return Status::ok();
   }

@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -43,6 +44,19 @@ class CachedFile {
   // Reads up to len bytes; *got is short only at the logical end of file.
   Status read(uint64_t offset, void* buf, size_t len, size_t* got);
   Status read_exact(uint64_t offset, void* buf, size_t len);
+  // read_exact's common case, inline for record-at-a-time scans: the bytes
+  // lie inside one cached page. False (nothing copied) otherwise.
+  bool read_cached(uint64_t offset, void* buf, size_t len) {
+    const uint64_t number = offset / kPageSize;
+    const size_t at = static_cast<size_t>(offset % kPageSize);
+    if (!read_cache_ || !size_known_ || offset + len > size_ || at + len > kPageSize || number >= page_table_.size() ||
+        page_table_[number] < 0)
+      return false;
+    Page& p = pages_[static_cast<size_t>(page_table_[number])];
+    p.referenced = true;
+    std::memcpy(buf, p.data + at, len);
+    return true;
+  }
   // Asks the processor to fetch the cached bytes at `offset` ahead of a
   // read (walks in index order read records in no file order); nothing
   // when the page is not cached.

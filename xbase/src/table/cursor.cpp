@@ -40,10 +40,12 @@ void DATA4::load_blank() {
 }
 
 int DATA4::read(int32_t rec) {
-  Status st = table->read_record(rec, record.data());
-  if (!st) {
-    load_blank();
-    return c4->fail(st);
+  if (!table->read_cached_record(rec, record.data())) {
+    Status st = table->read_record(rec, record.data());
+    if (!st) {
+      load_blank();
+      return c4->fail(st);
+    }
   }
   rec_no = rec;
   bof = eof = false;

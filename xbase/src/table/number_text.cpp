@@ -1,10 +1,13 @@
 #include "table/number_text.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "io/endian.h"
 
 namespace xbase::table {
 
@@ -18,10 +21,18 @@ constexpr double kPow10[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8
 double parse_number(const char* text, size_t len) {
   const char* p = text;
   const char* const e = text + len;
+  // Right-aligned numbers start with as many blanks as the value is short,
+  // and signs vary from record to record: blanks are skipped eight at a
+  // time and the sign taken without a branch, so neither costs a
+  // mispredicted jump per value.
+  if (len >= 8) {
+    const uint64_t w = io::load_u64le(p) ^ 0x2020202020202020ull;  // blanks become zero bytes
+    p += w ? std::countr_zero(w) / 8 : 8;
+  }
   while (p < e && (*p == ' ' || *p == '\0')) ++p;
   const char* const start = p;
-  bool neg = false;
-  if (p < e && (*p == '-' || *p == '+')) neg = *p++ == '-';
+  const bool neg = p < e && *p == '-';
+  p += p < e && (*p == '-' || *p == '+');
   uint64_t mant = 0;
   const char* digits = p;
   while (p < e && static_cast<unsigned>(*p - '0') < 10) mant = mant * 10 + static_cast<unsigned>(*p++ - '0');
@@ -37,7 +48,11 @@ double parse_number(const char* text, size_t len) {
   if (p == e && count <= 15) {
     // Exact: both operands are exact doubles and the division rounds once.
     double v = static_cast<double>(mant) / kPow10[frac];
-    return neg ? -v : v;
+    uint64_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    bits ^= uint64_t{neg} << 63;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
   }
   // Exponents, long mantissas and other oddities: the library parser on a
   // bounded copy.

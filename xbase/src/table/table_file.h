@@ -78,6 +78,11 @@ class TableFile {
   Status count(bool fresh, int32_t* out);
   int32_t cached_count() const { return count_; }
   Status read_record(int32_t rec, uint8_t* buf);
+  // read_record when the record's bytes are cached: no call chain, no
+  // status. False (buffer untouched) when read_record must do the work.
+  bool read_cached_record(int32_t rec, uint8_t* buf) {
+    return rec >= 1 && dbf_.read_cached(record_offset(rec), buf, header_.record_len);
+  }
   // A hint that record `rec` is read soon.
   void prefetch_record(int32_t rec) {
     if (rec >= 1 && rec <= count_) dbf_.prefetch(record_offset(rec));
