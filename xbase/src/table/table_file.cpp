@@ -227,39 +227,26 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
   if (options_.read_only) return read_only_error(path());
   const bool shared = !options_.exclusive;
   const bool had_append = append_owner_ == owner && owner != nullptr;
+  // Released in reverse order on every exit: the new record's byte, then
+  // the append lock (unless the caller held it already).
+  io::RangeLock append_lock;
   if (shared && !had_append) {
     if (!wait_for_lock(retry, [&] { return try_lock_append(owner); }))
       return Status(r4locked, "the append lock of " + path() + " is held elsewhere");
+    append_lock = io::RangeLock(scheme_.header_byte, 1, [this, owner](uint64_t, uint64_t) { unlock_append(owner); });
   }
-  auto release = [&] {
-    if (shared && !had_append) unlock_append(owner);
-  };
-  if (shared) {
-    Status st = read_count_from_file(&count_);
-    if (!st) {
-      release();
-      return st;
-    }
-  }
-  if (count_ >= INT32_MAX - 1) {
-    release();
-    return Status(e4write, "table " + path() + " is full");
-  }
+  if (shared) XB_TRY(read_count_from_file(&count_));
+  if (count_ >= INT32_MAX - 1) return Status(e4write, "table " + path() + " is full");
   int32_t n = count_ + 1;
   // The new record's byte too: a file lock held elsewhere covers it in every
   // scheme, the header byte not in the Clipper one.
-  if (shared && !wait_for_lock(retry, [&] { return dbf_.file().try_lock(scheme_.record_byte(n), 1, true); })) {
-    release();
-    return Status(r4locked, "record " + std::to_string(n) + " of " + path() + " is locked elsewhere");
+  io::RangeLock record_lock;
+  if (shared) {
+    if (!wait_for_lock(retry, [&] { return dbf_.file().try_lock(scheme_.record_byte(n), 1, true); }))
+      return Status(r4locked, "record " + std::to_string(n) + " of " + path() + " is locked elsewhere");
+    record_lock = os_range_lock(scheme_.record_byte(n), 1);
   }
-  auto release_new = [&] {
-    if (shared) release_os_range(scheme_.record_byte(n), 1);
-  };
-  if (Status au = assign_autoincrements(buf); !au) {
-    release_new();
-    release();
-    return au;
-  }
+  XB_TRY(assign_autoincrements(buf));
   const uint8_t eof = kEofMark;
   Status st = shared ? dbf_.write_through(record_offset(n), buf, header_.record_len)
                      : dbf_.write(record_offset(n), buf, header_.record_len);
@@ -269,11 +256,7 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
   } else if (st) {
     eof_pending_ = true;
   }
-  if (!st) {
-    release_new();
-    release();
-    return st;
-  }
+  if (!st) return st;
   count_ = n;
   header_.record_count = static_cast<uint32_t>(n);
   if (!stamped_) {
@@ -281,14 +264,7 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
     stamped_ = true;
   }
   header_dirty_ = true;
-  if (shared) {
-    st = write_header_count();
-  } else if (!dbf_.write_cache()) {
-    st = write_header_count();
-  }
-  release_new();
-  release();
-  if (!st) return st;
+  if (shared || !dbf_.write_cache()) XB_TRY(write_header_count());
   *rec = n;
   return Status::ok();
 }
@@ -334,10 +310,10 @@ Status TableFile::write_memo(uint32_t* block, std::string_view value, uint32_t t
   io::File& f = memo_->file().file();
   if (!wait_for_lock(retry, [&] { return f.try_lock(scheme_.memo_byte, 1, true); }))
     return Status(r4locked, "the memo file of " + path() + " is locked elsewhere");
-  Status st = memo_->write(block, value, type);
-  if (st) st = memo_->flush();
-  f.unlock(scheme_.memo_byte, 1);
-  return st;
+  // The memo file's description holds no other lock: a plain unlock.
+  io::RangeLock lock = io::RangeLock::unlocking(f, scheme_.memo_byte, 1);
+  XB_TRY(memo_->write(block, value, type));
+  return memo_->flush();
 }
 
 index::TableIndexes* TableFile::make_indexes(CODE4* c4) {
@@ -586,6 +562,10 @@ void TableFile::unlock_file(LockOwner owner) {
   if (!holds_file(owner)) return;
   file_owner_ = nullptr;
   release_os_range(scheme_.file_start, scheme_.file_len);
+}
+
+io::RangeLock TableFile::os_range_lock(uint64_t offset, uint64_t len) {
+  return io::RangeLock(offset, len, [this](uint64_t at, uint64_t n) { release_os_range(at, n); });
 }
 
 // Unlocks [offset, offset+len) at the operating system, except the parts

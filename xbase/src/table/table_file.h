@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "io/cached_file.h"
+#include "io/range_lock.h"
 #include "memo/memo_file.h"
 #include "table/dbf_header.h"
 #include "table/lock_scheme.h"
@@ -142,6 +143,9 @@ class TableFile {
     return header_.header_len + uint64_t(rec - 1) * header_.record_len;
   }
   void release_os_range(uint64_t offset, uint64_t len);
+  // A guard for an operating-system lock taken here outside the lock
+  // tables; it releases through release_os_range.
+  io::RangeLock os_range_lock(uint64_t offset, uint64_t len);
 
   OpenOptions options_;
   LockScheme scheme_;
