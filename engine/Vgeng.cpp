@@ -15,19 +15,9 @@ using engine_api::calls;
 // Fixed settings of every new context.
 constexpr int kLockAttemptsSingle = 2;
 constexpr int kOptimizeDefault = -1;
-// code4errorCode with this argument only reads the code.
-constexpr int kReadErrorCode = -5;
-constexpr int kUniqueException = 20;
-constexpr int kUniqueContinue = 25;
-// code4connect's answers that mean connected.
-constexpr int kConnected = 0;
+// code4connect's answer when this process is connected already (the header names no code).
 constexpr int kAlreadyConnected = 150;
 constexpr const char* kSocketLibrary = "C4SOCK.DLL";
-
-// Format numbers of code4indexFormat (and bits of the build flags).
-constexpr int kFormatFox = 1;
-constexpr int kFormatClipper = 2;
-constexpr int kFormatDBase = 4;
 
 int flag(bool value) { return value ? 1 : 0; }
 
@@ -59,16 +49,76 @@ int code_page_mark(TCodePage value) {
   return 0;
 }
 
-// The format the loaded build uses by itself, 0 when its flags name none.
-int build_format() {
-  switch (VGEnv->GetDLLFormat()) {
-    case DLLFox: return kFormatFox;
-    case DLLClipper: return kFormatClipper;
-    case DLLDBase: return kFormatDBase;
-    case DLLUnknown:
-    case DLLClient: break;
+// Field-type letters of each kind.
+struct FieldTypes {
+  const char* valid;
+  const char* fixed_length;
+  const char* fixed_binary;
+  const char* blobs;
+};
+
+// The letters of every format; all there is when the context's format is unknown.
+constexpr FieldTypes kEveryFormatTypes = {"CDLMN", "DLM", "", "GMX"};
+
+// Everything that depends on a context's table and index format, one row per format.
+struct FormatTraits {
+  TTableFormat table_format;    // the TableFormat that asks for it
+  TDLLFormat build;             // the engine build that uses it by itself
+  int engine_format;            // code4indexFormat's number
+  const char* extension;        // as code4indexExtension answers it
+  const char* shown_extension;  // as GetIndexExt answers it
+  TIndexFormat index_format;
+  FieldTypes types;             // beyond kEveryFormatTypes
+  // FoxPro level 3 (fpv30) adds level3_types, and its tables carry null flags.
+  bool has_level3;
+  FieldTypes level3_types;
+};
+
+constexpr FormatTraits kFormats[] = {
+    {tfFox, DLLFox, u4formatFox, "CDX", "CDX", ifFox, {"FG", "G", "", ""},
+     true, {"BITXYZ", "BITXY", "BITY", ""}},
+    // A Clipper context works with group files that list its single-tag index files.
+    {tfClipper, DLLClipper, u4formatClipper, "NTX", "CGP", ifClipper, {"", "", "", ""},
+     false, {"", "", "", ""}},
+    // "B" is a binary memo in dBASE tables but a fixed double in FoxPro 3 tables.
+    {tfdBASE, DLLDBase, u4formatDbase, "MDX", "MDX", ifdBASE, {"BF", "B", "", "B"},
+     false, {"", "", "", ""}},
+};
+
+// The first row `matches` accepts, nil when none does.
+template <typename Matches>
+const FormatTraits* find_format(Matches matches) {
+  for (const FormatTraits& row : kFormats) {
+    if (matches(row)) return &row;
   }
-  return 0;
+  return nullptr;
+}
+
+// The row of the format a context's index extension names (compared upper-cased); nil without
+// a context or for an extension no row has.
+const FormatTraits* context_format(CODE4* c4) {
+  if (c4 == nullptr) return nullptr;
+  const char* extension = calls().code4indexExtension(c4);
+  if (extension == nullptr) return nullptr;
+  const std::string upper = UpperCase(extension);
+  return find_format([&](const FormatTraits& row) { return upper == row.extension; });
+}
+
+bool at_level3(const FormatTraits* format, TFoxProVersion version) {
+  return format != nullptr && format->has_level3 && version == fpv30;
+}
+
+// One kind of field-type letters (`kind`) for a format at a FoxPro level.
+TCharSet letters(const FormatTraits* format, TFoxProVersion version,
+                 const char* FieldTypes::*kind) {
+  TCharSet result(kEveryFormatTypes.*kind);
+  if (format != nullptr) result.Include(format->types.*kind);
+  if (at_level3(format, version)) result.Include(format->level3_types.*kind);
+  return result;
+}
+
+int unique_mode(TDefaultUniqueTagHandling handling) {
+  return handling == duthException ? r4unique : r4uniqueContinue;
 }
 
 }  // namespace
@@ -142,17 +192,16 @@ void TVGEngine::SetTableFormat(TTableFormat Value) {
 }
 
 void TVGEngine::ApplyTableFormat(bool restoring_default) {
-  int format = 0;
-  switch (table_format_) {
-    case tfFox: format = kFormatFox; break;
-    case tfClipper: format = kFormatClipper; break;
-    case tfdBASE: format = kFormatDBase; break;
-    case tfDefault:
-      // A new context already has the build's format; a running one may have been switched.
-      if (restoring_default) format = build_format();
-      break;
+  const FormatTraits* format = nullptr;
+  if (table_format_ != tfDefault) {
+    const TTableFormat wanted = table_format_;
+    format = find_format([&](const FormatTraits& row) { return row.table_format == wanted; });
+  } else if (restoring_default) {
+    // A new context already has the build's format; a running one may have been switched.
+    const TDLLFormat build = VGEnv->GetDLLFormat();
+    format = find_format([&](const FormatTraits& row) { return row.build == build; });
   }
-  if (format != 0) calls().code4indexFormat(handle_, format);
+  if (format != nullptr) calls().code4indexFormat(handle_, format->engine_format);
 }
 
 void TVGEngine::Start() {
@@ -210,7 +259,7 @@ void TVGEngine::Connect() {
     const int rc = calls().code4connect(handle_, server_text_.c_str(), process_text_.c_str(),
                                         user_text_.c_str(), password_text_.c_str(),
                                         kSocketLibrary);
-    if (rc != kConnected && rc != kAlreadyConnected) {
+    if (rc != r4success && rc != kAlreadyConnected) {
       ResetErrorCode();
       throw EVGEngineError("Could not connect to server: " + server_id_);
     }
@@ -239,9 +288,7 @@ void TVGEngine::SetDefaults() {
   if (c4 == nullptr) return;
   calls().code4accessMode(c4, flag(VGEnv->DefaultExclusive()));
   calls().code4readOnly(c4, flag(VGEnv->DefaultOpenMode() == domReadOnly));
-  calls().code4errDefaultUnique(c4, VGEnv->DefaultUniqueTagHandling() == duthException
-                                        ? kUniqueException
-                                        : kUniqueContinue);
+  calls().code4errDefaultUnique(c4, unique_mode(VGEnv->DefaultUniqueTagHandling()));
   calls().code4autoOpen(c4, 0);
   calls().code4safety(c4, 0);
 }
@@ -249,11 +296,11 @@ void TVGEngine::SetDefaults() {
 int TVGEngine::GetLastErrorCode() {
   CODE4* c4 = context();
   if (c4 == nullptr) return 0;
-  return static_cast<int16_t>(calls().code4errorCode(c4, kReadErrorCode));
+  return static_cast<int16_t>(calls().code4errorCode(c4, r4check));
 }
 
 void TVGEngine::ResetErrorCode() {
-  if (CODE4* c4 = context()) calls().code4errorCode(c4, 0);
+  if (CODE4* c4 = context()) calls().code4errorCode(c4, r4success);
 }
 
 std::string TVGEngine::GetLastErrorText() {
@@ -269,66 +316,35 @@ std::string TVGEngine::GetIndexExt() {
   if (c4 == nullptr) return {};
   const char* extension = calls().code4indexExtension(c4);
   if (extension == nullptr) return {};
-  // A Clipper context works with group files that list its single-tag index files.
-  if (std::string_view(extension) == "NTX") return "CGP";
-  return extension;
+  const std::string_view answered(extension);
+  const FormatTraits* format =
+      find_format([&](const FormatTraits& row) { return answered == row.extension; });
+  return format != nullptr ? format->shown_extension : extension;
 }
 
 TIndexFormat TVGEngine::GetIndexFormat() {
-  CODE4* c4 = context();
-  if (c4 == nullptr) return ifUnknown;
-  const char* extension = calls().code4indexExtension(c4);
-  if (extension == nullptr) return ifUnknown;
-  const std::string upper = UpperCase(extension);
-  if (upper == "NTX") return ifClipper;
-  if (upper == "MDX") return ifdBASE;
-  if (upper == "CDX") return ifFox;
-  return ifUnknown;
+  const FormatTraits* format = context_format(context());
+  return format != nullptr ? format->index_format : ifUnknown;
 }
 
 TCharSet TVGEngine::ValidFieldTypes() {
-  TCharSet types("CDLMN");
-  switch (GetIndexFormat()) {
-    case ifdBASE: types.Include("BF"); break;
-    case ifFox:
-      types.Include("FG");
-      if (fox_pro_version_ == fpv30) types.Include("BITXYZ");
-      break;
-    case ifClipper:
-    case ifUnknown: break;
-  }
-  return types;
+  return letters(context_format(context()), fox_pro_version_, &FieldTypes::valid);
 }
 
 TCharSet TVGEngine::BlobFields() {
-  TCharSet types("GMX");
-  // "B" is a binary memo in dBASE tables but a fixed double in FoxPro 3 tables.
-  if (GetIndexFormat() == ifdBASE) types.Include('B');
-  return types;
+  return letters(context_format(context()), fox_pro_version_, &FieldTypes::blobs);
 }
 
 TCharSet TVGEngine::FixedLengthTypes() {
-  TCharSet types("DLM");
-  switch (GetIndexFormat()) {
-    case ifdBASE: types.Include('B'); break;
-    case ifFox:
-      types.Include('G');
-      if (fox_pro_version_ == fpv30) types.Include("BITXY");
-      break;
-    case ifClipper:
-    case ifUnknown: break;
-  }
-  return types;
+  return letters(context_format(context()), fox_pro_version_, &FieldTypes::fixed_length);
 }
 
 TCharSet TVGEngine::FixedBinaryTypes() {
-  TCharSet types;
-  if (GetIndexFormat() == ifFox && fox_pro_version_ == fpv30) types.Include("BITY");
-  return types;
+  return letters(context_format(context()), fox_pro_version_, &FieldTypes::fixed_binary);
 }
 
 bool TVGEngine::Fox3FieldsSupported() {
-  return GetIndexFormat() == ifFox && fox_pro_version_ == fpv30;
+  return at_level3(context_format(context()), fox_pro_version_);
 }
 
 bool TVGEngine::GetNullFieldsMayExist() { return Fox3FieldsSupported(); }

@@ -9,14 +9,8 @@ namespace vg {
 
 namespace {
 
-constexpr uint32_t kDeskTopBuild = 0x80;
-constexpr uint32_t kFoxBuild = 0x01;
-constexpr uint32_t kClipperBuild = 0x02;
-constexpr uint32_t kDBaseBuild = 0x04;
+// The build flag of a client of a server engine, which the header leaves unnamed.
 constexpr uint32_t kClientBuild = 0x08;
-
-constexpr int kUniqueException = 20;
-constexpr int kUniqueContinue = 25;
 
 // Plain storage, not a static object: the counted initialisation runs from other units' static
 // initialisers, before or after this unit's own, so nothing here may depend on static
@@ -58,14 +52,14 @@ TVGEnv::~TVGEnv() {
 }
 
 TDataBaseModel TVGEnv::GetDataBaseModel() const {
-  return (build_flags_ & kDeskTopBuild) != 0 ? dmDeskTop : dmClientServer;
+  return (build_flags_ & u4desktop) != 0 ? dmDeskTop : dmClientServer;
 }
 
 TDLLFormat TVGEnv::GetDLLFormat() const {
   TDLLFormat format = DLLUnknown;
-  if ((build_flags_ & kFoxBuild) != 0) format = DLLFox;
-  if ((build_flags_ & kClipperBuild) != 0) format = DLLClipper;
-  if ((build_flags_ & kDBaseBuild) != 0) format = DLLDBase;
+  if ((build_flags_ & u4formatFox) != 0) format = DLLFox;
+  if ((build_flags_ & u4formatClipper) != 0) format = DLLClipper;
+  if ((build_flags_ & u4formatDbase) != 0) format = DLLDBase;
   if ((build_flags_ & kClientBuild) != 0) format = DLLClient;
   return format;
 }
@@ -108,7 +102,7 @@ void TVGEnv::SetDefaultUniqueTagHandling(TDefaultUniqueTagHandling Value) {
   default_unique_tag_handling_ = Value;
   for_each_engine(engine_list_, [&](CODE4* handle) {
     engine_api::calls().code4errDefaultUnique(
-        handle, Value == duthException ? kUniqueException : kUniqueContinue);
+        handle, Value == duthException ? r4unique : r4uniqueContinue);
   });
 }
 

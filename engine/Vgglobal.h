@@ -24,8 +24,8 @@ class TVGEnv : public TPersistent {
   // Empties both registries without freeing their members.
   ~TVGEnv() override;
 
-  // Which engine build is loaded: bit 0x80 a stand-alone build; 0x01, 0x02, 0x04, 0x08 its
-  // format (FoxPro, Clipper, dBASE, client).
+  // Which engine build is loaded: u4desktop a stand-alone build; u4formatFox, u4formatClipper,
+  // u4formatDbase or 0x08 (a client) its format.
   uint32_t BuildFlags() const { return build_flags_; }
   TDataBaseModel GetDataBaseModel() const;
   // The highest format bit decides.
