@@ -77,15 +77,9 @@ Status CdxFile::open(const std::string& path, const CdxOptions& options,
   XB_TRY(file.open(path, options.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite));
   f->file_ = io::CachedFile(std::move(file));
   f->file_.set_caching(true, !options.read_only);
-  const bool shared = !options.exclusive;
-  if (shared && !f->file_.file().try_lock(kIndexLockByte, 1, false)) {
-    // Another process is changing it; its change ends soon enough for a
-    // second look.
-    table::RetryPolicy retry{20, 50};
-    if (!table::wait_for_lock(retry,
-                              [&] { return f->file_.file().try_lock(kIndexLockByte, 1, false); }))
-      return Status(r4locked, "index " + path + " is locked elsewhere");
-  }
+  // Another process changing the file ends its change soon enough for a
+  // second look.
+  if (!options.exclusive) XB_TRY(f->take_lock(table::RetryPolicy{20, 50}, false));
   // The size too is read under the lock: another process may be growing it.
   uint64_t size = 0;
   Status st = f->file_.size(&size);
@@ -93,7 +87,7 @@ Status CdxFile::open(const std::string& path, const CdxOptions& options,
     st = Status(e4open, "not a compound index: " + path + " is too short");
   f->next_page_ = round_up(size);
   if (st) st = f->load_tags();
-  if (shared) f->file_.file().unlock(kIndexLockByte, 1);
+  f->held_.reset();
   if (!st) return Status(st.code() == e4read ? e4data : st.code(), st.message());
   *out = std::move(f);
   return Status::ok();
@@ -245,23 +239,37 @@ Status CdxFile::maybe_trim() {
 
 // ---- locking --------------------------------------------------------------
 
+Status CdxFile::take_lock(const table::RetryPolicy& retry, bool exclusive) {
+  io::File& file = file_.file();
+  if (!table::wait_for_lock(retry, [&] { return file.try_lock(kIndexLockByte, 1, exclusive); }))
+    return Status(r4locked, "index " + path_ + " is locked elsewhere");
+  held_ = io::RangeLock::unlocking(file, kIndexLockByte, 1);
+  return Status::ok();
+}
+
+void CdxFile::drop_lock() {
+  lock_depth_ = 0;
+  write_locked_ = false;
+  held_.reset();
+}
+
 Status CdxFile::begin_read(const table::RetryPolicy& retry) {
   if (options_.exclusive) return maybe_trim();
-  if (lock_depth_++ > 0) return Status::ok();
-  if (!table::wait_for_lock(retry,
-                            [&] { return file_.file().try_lock(kIndexLockByte, 1, false); })) {
-    --lock_depth_;
-    return Status(r4locked, "index " + path_ + " is locked elsewhere");
+  if (lock_depth_ > 0) {
+    ++lock_depth_;
+    return Status::ok();
   }
+  XB_TRY(take_lock(retry, false));
+  lock_depth_ = 1;
   Status st = check_counter();
   if (st) st = maybe_trim();
-  if (!st) end_read();
+  if (!st) drop_lock();
   return st;
 }
 
 void CdxFile::end_read() {
   if (options_.exclusive || lock_depth_ == 0) return;
-  if (--lock_depth_ == 0) file_.file().unlock(kIndexLockByte, 1);
+  if (--lock_depth_ == 0) drop_lock();
 }
 
 Status CdxFile::begin_write(const table::RetryPolicy& retry) {
@@ -273,17 +281,12 @@ Status CdxFile::begin_write(const table::RetryPolicy& retry) {
     ++lock_depth_;
     return Status::ok();
   }
-  if (!table::wait_for_lock(retry, [&] { return file_.file().try_lock(kIndexLockByte, 1, true); }))
-    return Status(r4locked, "index " + path_ + " is locked elsewhere");
+  XB_TRY(take_lock(retry, true));
   lock_depth_ = 1;
   write_locked_ = true;
   Status st = check_counter();
   if (st) st = maybe_trim();
-  if (!st) {
-    lock_depth_ = 0;
-    write_locked_ = false;
-    file_.file().unlock(kIndexLockByte, 1);
-  }
+  if (!st) drop_lock();
   return st;
 }
 
@@ -292,8 +295,7 @@ Status CdxFile::end_write() {
   if (lock_depth_ == 0) return Status::ok();
   if (--lock_depth_ > 0) return Status::ok();
   Status st = write_out();
-  write_locked_ = false;
-  file_.file().unlock(kIndexLockByte, 1);
+  drop_lock();
   if (!st) {
     // What reached the file is unknown: read it afresh next time.
     drop_cache();

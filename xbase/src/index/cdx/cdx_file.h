@@ -19,6 +19,7 @@
 #include "index/cdx/cdx_tag_store.h"
 #include "index/index_file.h"
 #include "io/cached_file.h"
+#include "io/range_lock.h"
 
 namespace xbase::index::cdx {
 
@@ -85,6 +86,9 @@ class CdxFile final : public IndexFile {
   void drop_cache();
   Status maybe_trim();
   Status writable() const;
+  // Waits for the index lock byte (shared or exclusive) and holds it in held_.
+  Status take_lock(const table::RetryPolicy& retry, bool exclusive);
+  void drop_lock();
   CdxTagHeader header_for(const Tag& tag, const CdxTagStore& store) const;
   Status write_directory(std::vector<DirEntry> entries, uint32_t reserved_page);
 
@@ -100,8 +104,10 @@ class CdxFile final : public IndexFile {
   uint64_t epoch_ = 1;
   uint64_t next_page_ = 0;  // where the next new page goes
   std::vector<uint32_t> free_pages_, pending_free_;
+  // The index lock while lock_depth_ > 0 (reads and changes nest).
   int lock_depth_ = 0;
   bool write_locked_ = false;
+  io::RangeLock held_;
 };
 
 }  // namespace xbase::index::cdx
