@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <string>
 
 #include "fuzz_files.h"
@@ -57,7 +58,10 @@ struct ScanResult {
   int32_t records = 0;
 };
 
-inline void read_every_field(DATA4* d, CODE4* c4, ScanResult* r) {
+// `on_error`, when given, sees each failed read before its code is cleared
+// (the damaged-table tests read the context's message there).
+inline void read_every_field(DATA4* d, CODE4* c4, ScanResult* r,
+                             const std::function<void(int)>& on_error = {}) {
   const int n = d4numFields(d);
   (void)d4deleted(d);
   for (int j = 1; j <= n; ++j) {
@@ -70,8 +74,10 @@ inline void read_every_field(DATA4* d, CODE4* c4, ScanResult* r) {
     (void)f4null(f);
     (void)f4memoLen(f);
     (void)f4memoStr(f);
-    int code = code4errorCode(c4, 0);
+    const int code = code4errorCode(c4, r4check);
     if (code < 0 && r->read_code == 0) r->read_code = code;
+    if (code < 0 && on_error) on_error(code);
+    code4errorCode(c4, 0);
   }
 }
 

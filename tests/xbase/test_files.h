@@ -58,6 +58,31 @@ inline void spit(const fs::path& p, const std::string& bytes) {
   std::ofstream(p, std::ios::binary | std::ios::trunc) << bytes;
 }
 
+// Little- and big-endian words of a file's bytes.
+inline uint32_t le16(const std::string& b, size_t at) {
+  return uint8_t(b[at]) | uint32_t(uint8_t(b[at + 1])) << 8;
+}
+inline uint32_t le32(const std::string& b, size_t at) {
+  return le16(b, at) | le16(b, at + 2) << 16;
+}
+inline uint32_t be32(const std::string& b, size_t at) {
+  return uint32_t(uint8_t(b[at])) << 24 | uint32_t(uint8_t(b[at + 1])) << 16 |
+         uint32_t(uint8_t(b[at + 2])) << 8 | uint8_t(b[at + 3]);
+}
+
+// A table file's header words and size, as another program sees them.
+struct TableWords {
+  uint32_t count = 0;
+  uint64_t header_len = 0, record_len = 0, size = 0;
+  // The whole records the file holds.
+  uint64_t present() const { return size > header_len ? (size - header_len) / record_len : 0; }
+};
+inline TableWords table_words(const fs::path& p) {
+  const std::string b = slurp(p);
+  if (b.size() < 12) return {};
+  return {le32(b, 4), le16(b, 8), le16(b, 10), b.size()};
+}
+
 inline FIELD4INFO fld(const char* name, int type, int len, int dec = 0, int nulls = 0) {
   return {const_cast<char*>(name), static_cast<int16_t>(type), static_cast<uint16_t>(len),
           static_cast<uint16_t>(dec), static_cast<uint16_t>(nulls)};
@@ -70,10 +95,11 @@ inline std::vector<FIELD4INFO> fields(std::initializer_list<FIELD4INFO> list) {
   return v;
 }
 
-// One engine context of an index format, errors stored and not printed.
+// One engine context of a format, errors stored and not printed.
 struct Context {
-  explicit Context(int format) : c4(code4initP()) {
+  explicit Context(int format, int compatibility = 26) : c4(code4initP()) {
     code4indexFormat(c4, format);
+    code4compatibility(c4, compatibility);
     code4autoOpen(c4, 0);
     code4errOff(c4, 1);
   }
