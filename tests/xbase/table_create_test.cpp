@@ -348,7 +348,10 @@ TEST_F(TableCreate, NullOnlyForNullableFields) {
   EXPECT_EQ(f4null(a), 0);
   f4assignNull(a);
   EXPECT_EQ(f4null(a), 1);
-  f4assignLong(a, 5);  // any assignment clears the flag
+  f4assignLong(a, 5);  // any assignment clears the flag, and so does a blank record
+  EXPECT_EQ(f4null(a), 0);
+  f4assignNull(a);
+  ASSERT_EQ(d4blank(d), 0);
   EXPECT_EQ(f4null(a), 0);
   f4assign(b, "7");
   f4assignNull(b);
