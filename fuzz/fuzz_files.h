@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "io/file.h"
@@ -15,9 +16,9 @@ namespace vgx_fuzz {
 // flush it, which costs more than everything a run does with the file.
 inline bool write_whole(const std::string& path, const uint8_t* data, size_t size) {
   unlink(path.c_str());
-  xbase::io::File f;
-  if (!f.open(path, xbase::io::OpenMode::kCreate)) return false;
-  return size == 0 || f.write_at(0, data, size).is_ok();
+  std::unique_ptr<xbase::io::File> f;
+  if (!xbase::io::FileSystem::posix().open(path, xbase::io::OpenMode::kCreate, &f)) return false;
+  return size == 0 || f->write_at(0, data, size).is_ok();
 }
 
 }  // namespace vgx_fuzz

@@ -40,8 +40,8 @@ const std::string& scratch_path() {
 
 void read_all(const std::string& path, xbase::memo::MemoKind kind, const uint8_t* data,
               size_t size, bool cached) {
-  xbase::io::File f;
-  if (!f.open(path, xbase::io::OpenMode::kReadOnly)) return;
+  std::unique_ptr<xbase::io::File> f;
+  if (!xbase::io::FileSystem::posix().open(path, xbase::io::OpenMode::kReadOnly, &f)) return;
   std::unique_ptr<xbase::memo::MemoFile> memo;
   if (!xbase::memo::MemoFile::open(std::move(f), kind, &memo)) return;
   memo->file().set_caching(cached, false);

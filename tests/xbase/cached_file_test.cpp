@@ -19,17 +19,17 @@ class CachedFileTest : public ::testing::Test {
 
   // A file of `pages` pages where every byte tells its own offset.
   void make_file(size_t pages) {
-    File f;
-    ASSERT_TRUE(f.open(path_, OpenMode::kCreate));
+    std::unique_ptr<File> f;
+    ASSERT_TRUE(FileSystem::posix().open(path_, OpenMode::kCreate, &f));
     std::vector<uint8_t> bytes(pages * kPage);
     for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = pattern(i);
-    ASSERT_TRUE(f.write_at(0, bytes.data(), bytes.size()));
+    ASSERT_TRUE(f->write_at(0, bytes.data(), bytes.size()));
   }
   static uint8_t pattern(uint64_t offset) { return static_cast<uint8_t>(offset * 7 + offset / kPage); }
 
   CachedFile open_cached(bool write_cache) {
-    File f;
-    EXPECT_TRUE(f.open(path_, OpenMode::kReadWrite));
+    std::unique_ptr<File> f;
+    EXPECT_TRUE(FileSystem::posix().open(path_, OpenMode::kReadWrite, &f));
     CachedFile c(std::move(f));
     c.set_caching(true, write_cache);
     return c;
@@ -69,12 +69,12 @@ TEST_F(CachedFileTest, AScanNeverDropsUnwrittenChanges) {
     EXPECT_EQ(std::memcmp(got, mark, 4), 0) << page;
   }
   ASSERT_TRUE(c.flush());
-  File f;
-  ASSERT_TRUE(f.open(path_, OpenMode::kReadOnly));
+  std::unique_ptr<File> f;
+  ASSERT_TRUE(FileSystem::posix().open(path_, OpenMode::kReadOnly, &f));
   for (uint64_t page : {5u, 40u, 41u, 150u}) {
-    ASSERT_TRUE(f.read_exact(page * kPage + 10, got, 4));
+    ASSERT_TRUE(f->read_exact(page * kPage + 10, got, 4));
     EXPECT_EQ(std::memcmp(got, mark, 4), 0) << page;
-    ASSERT_TRUE(f.read_exact(page * kPage + 14, got, 1));
+    ASSERT_TRUE(f->read_exact(page * kPage + 14, got, 1));
     EXPECT_EQ(got[0], pattern(page * kPage + 14));
   }
 }

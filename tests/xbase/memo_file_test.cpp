@@ -45,8 +45,8 @@ class MemoTest : public ::testing::Test {
   std::string path(MemoKind k) const { return (dir_ / ("t." + kind_name(k))).string(); }
 
   std::unique_ptr<MemoFile> create(MemoKind k, uint32_t block_size = 0) {
-    io::File f;
-    EXPECT_TRUE(f.open(path(k), io::OpenMode::kCreate));
+    std::unique_ptr<io::File> f;
+    EXPECT_TRUE(io::FileSystem::posix().open(path(k), io::OpenMode::kCreate, &f));
     std::unique_ptr<MemoFile> m;
     Status st = MemoFile::create(std::move(f), k, block_size, "people", &m);
     EXPECT_TRUE(st) << st.message();
@@ -55,8 +55,8 @@ class MemoTest : public ::testing::Test {
 
   // Opens an existing file; the status code when that fails.
   int reopen(MemoKind k, std::unique_ptr<MemoFile>* m) {
-    io::File f;
-    EXPECT_TRUE(f.open(path(k), io::OpenMode::kReadWrite));
+    std::unique_ptr<io::File> f;
+    EXPECT_TRUE(io::FileSystem::posix().open(path(k), io::OpenMode::kReadWrite, &f));
     return MemoFile::open(std::move(f), k, m).code();
   }
 
@@ -394,8 +394,8 @@ TEST(MemoSamples, ReadEveryReferencedMemo) {
                     : !dbf.empty() && uint8_t(dbf[0]) == 0x83 ? MemoKind::kDbt3
                                                                : MemoKind::kDbt4;
     SCOPED_TRACE(e.path().string());
-    io::File f;
-    ASSERT_TRUE(f.open(e.path().string(), io::OpenMode::kReadOnly));
+    std::unique_ptr<io::File> f;
+    ASSERT_TRUE(io::FileSystem::posix().open(e.path().string(), io::OpenMode::kReadOnly, &f));
     std::unique_ptr<MemoFile> m;
     Status st = MemoFile::open(std::move(f), kind, &m);
     // Damaged samples: deliberately broken ones, bug-102's memo file cut after its
@@ -432,8 +432,8 @@ TEST(MemoSamples, SameTextInEachLayout) {
                           Sample{"dbase4/cars/cars.DBT", MemoKind::kDbt4, 0xFC - 8},
                           Sample{"foxpro26/cars/cars.FPT", MemoKind::kFpt, 0xEE}}) {
     SCOPED_TRACE(s.path);
-    io::File f;
-    ASSERT_TRUE(f.open((root / s.path).string(), io::OpenMode::kReadOnly));
+    std::unique_ptr<io::File> f;
+    ASSERT_TRUE(io::FileSystem::posix().open((root / s.path).string(), io::OpenMode::kReadOnly, &f));
     std::unique_ptr<MemoFile> m;
     ASSERT_TRUE(MemoFile::open(std::move(f), s.kind, &m));
     std::string v;

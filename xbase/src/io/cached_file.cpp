@@ -38,7 +38,7 @@ void CachedFile::set_budget(size_t bytes) {
 }
 
 Status CachedFile::refresh_size() {
-  XB_TRY(file_.size(&size_));
+  XB_TRY(file_->size(&size_));
   size_known_ = true;
   return Status::ok();
 }
@@ -107,7 +107,7 @@ Status CachedFile::load_page(uint64_t number, Page** out) {
   if (!recycle_behind_scan(number, &slot)) XB_TRY(claim_slot(&slot));
   Page& p = pages_[slot];
   size_t got = 0;
-  XB_TRY(file_.read_at(number * kPageSize, p.data, kPageSize, &got));
+  XB_TRY(file_->read_at(number * kPageSize, p.data, kPageSize, &got));
   std::memset(p.data + got, 0, kPageSize - got);
   p.number = number;
   p.valid = static_cast<uint32_t>(got);
@@ -121,7 +121,7 @@ Status CachedFile::load_page(uint64_t number, Page** out) {
 }
 
 Status CachedFile::read(uint64_t offset, void* buf, size_t len, size_t* got) {
-  if (!read_cache_) return file_.read_at(offset, buf, len, got);
+  if (!read_cache_) return file_->read_at(offset, buf, len, got);
   if (read_cached(offset, buf, len)) {
     *got = len;
     return Status::ok();
@@ -146,10 +146,7 @@ Status CachedFile::read(uint64_t offset, void* buf, size_t len, size_t* got) {
 Status CachedFile::read_exact(uint64_t offset, void* buf, size_t len) {
   size_t got = 0;
   XB_TRY(read(offset, buf, len, &got));
-  if (got != len)
-    return Status(e4read, "cannot read " + path() + ": " + std::to_string(len) +
-                              " bytes at offset " + std::to_string(offset) + " lie past its end");
-  return Status::ok();
+  return check_read_complete(path(), offset, len, got);
 }
 
 Status CachedFile::write(uint64_t offset, const void* buf, size_t len) {
@@ -179,7 +176,7 @@ Status CachedFile::write(uint64_t offset, const void* buf, size_t len) {
 }
 
 Status CachedFile::write_through(uint64_t offset, const void* buf, size_t len) {
-  XB_TRY(file_.write_at(offset, buf, len));
+  XB_TRY(file_->write_at(offset, buf, len));
   if (!read_cache_ || page_table_.empty()) {
     size_known_ = false;
     return Status::ok();
@@ -220,7 +217,7 @@ Status CachedFile::flush() {
       ++j;
     } while (j < dirty.size() && dirty[j - 1]->dirty_hi == kPageSize &&
              dirty[j]->number == dirty[j - 1]->number + 1 && dirty[j]->dirty_lo == 0);
-    XB_TRY(file_.write_pieces_at(start, pieces.data(), static_cast<int>(pieces.size())));
+    XB_TRY(file_->write_pieces_at(start, pieces.data(), static_cast<int>(pieces.size())));
     for (size_t k = i; k < j; ++k) dirty[k]->dirty_lo = dirty[k]->dirty_hi = 0;
     i = j;
   }
@@ -237,7 +234,7 @@ Status CachedFile::invalidate() {
 
 Status CachedFile::truncate(uint64_t new_size) {
   XB_TRY(flush());
-  XB_TRY(file_.truncate(new_size));
+  XB_TRY(file_->truncate(new_size));
   // Pages at or past the cut are gone; the one that straddles it shrinks.
   for (Page& p : pages_) {
     if (!p.in_use) continue;

@@ -1,4 +1,5 @@
-// CachedFile: a File seen through a page cache.
+// CachedFile: a File seen through a page cache. The file is reached only
+// when a read misses the cache or a write goes out, never per cached read.
 //
 // Pages are kPageSize bytes, found through a table indexed by page number
 // and evicted in clock order once the budget is reached. With read caching
@@ -30,10 +31,11 @@ class CachedFile {
   static constexpr size_t kDefaultBudget = size_t(256) << 20;
 
   CachedFile() = default;
-  explicit CachedFile(File file) : file_(std::move(file)) {}
+  explicit CachedFile(std::unique_ptr<File> file) : file_(std::move(file)) {}
 
-  File& file() { return file_; }
-  const std::string& path() const { return file_.path(); }
+  // The file underneath; only a CachedFile made from a file has one.
+  File& file() { return *file_; }
+  const std::string& path() const { return file_->path(); }
 
   void set_caching(bool read_cache, bool write_cache);
   bool read_cache() const { return read_cache_; }
@@ -114,7 +116,7 @@ class CachedFile {
   static constexpr size_t kChunkSize = size_t(2) << 20;
   static constexpr uint64_t kScanWindow = 32;
 
-  File file_;
+  std::unique_ptr<File> file_;
   bool read_cache_ = false;
   bool write_cache_ = false;
   size_t max_pages_ = kDefaultBudget / kPageSize;

@@ -1,230 +1,27 @@
 #include "io/file.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/uio.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <climits>
-#include <vector>
-#include <cstring>
-#include <strings.h>
-
 #include "vgxbase/xbase.h"
 
 namespace xbase::io {
 
-namespace {
-
-Status os_error(int code, const std::string& what, const std::string& path, int err) {
-  return Status(code, what + " " + path + ": " + std::strerror(err));
-}
-
-}  // namespace
-
-File::~File() { close(); }
-
-File::File(File&& other) noexcept : fd_(other.fd_), path_(std::move(other.path_)) {
-  other.fd_ = -1;
-}
-
-File& File::operator=(File&& other) noexcept {
-  if (this != &other) {
-    close();
-    fd_ = other.fd_;
-    path_ = std::move(other.path_);
-    other.fd_ = -1;
-  }
-  return *this;
-}
-
-Status File::open(const std::string& path, OpenMode mode) {
-  close();
-  int flags = O_CLOEXEC;
-  int code = e4open;
-  switch (mode) {
-    case OpenMode::kReadOnly: flags |= O_RDONLY; break;
-    case OpenMode::kReadWrite: flags |= O_RDWR; break;
-    case OpenMode::kCreate: flags |= O_RDWR | O_CREAT | O_TRUNC; code = e4create; break;
-    case OpenMode::kCreateExclusive: flags |= O_RDWR | O_CREAT | O_EXCL; code = e4create; break;
-  }
-  int fd;
-  do {
-    fd = ::open(path.c_str(), flags, 0666);
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) return os_error(code, "cannot open", path, errno);
-  struct stat st;
-  if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
-    ::close(fd);
-    return Status(code, "cannot open " + path + ": is a folder");
-  }
-  fd_ = fd;
-  path_ = path;
-  return Status::ok();
-}
-
-void File::close() {
-  if (fd_ >= 0) {
-    ::close(fd_);
-    fd_ = -1;
-  }
-}
-
-Status File::read_at(uint64_t offset, void* buf, size_t len, size_t* got) const {
-  auto* p = static_cast<char*>(buf);
-  size_t done = 0;
-  while (done < len) {
-    ssize_t n = ::pread(fd_, p + done, len - done, static_cast<off_t>(offset + done));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      *got = done;
-      return os_error(e4read, "cannot read", path_, errno);
-    }
-    if (n == 0) break;
-    done += static_cast<size_t>(n);
-  }
-  *got = done;
-  return Status::ok();
+Status check_read_complete(const std::string& path, uint64_t offset, size_t len, size_t got) {
+  if (got == len) return Status::ok();
+  return Status(e4read, "cannot read " + path + ": " + std::to_string(len) + " bytes at offset " +
+                            std::to_string(offset) + " lie past its end");
 }
 
 Status File::read_exact(uint64_t offset, void* buf, size_t len) const {
   size_t got = 0;
   XB_TRY(read_at(offset, buf, len, &got));
-  if (got != len)
-    return Status(e4read, "cannot read " + path_ + ": " + std::to_string(len) +
-                              " bytes at offset " + std::to_string(offset) + " lie past its end");
-  return Status::ok();
-}
-
-Status File::write_at(uint64_t offset, const void* buf, size_t len) {
-  const auto* p = static_cast<const char*>(buf);
-  size_t done = 0;
-  while (done < len) {
-    ssize_t n = ::pwrite(fd_, p + done, len - done, static_cast<off_t>(offset + done));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return os_error(e4write, "cannot write", path_, errno);
-    }
-    if (n == 0) return Status(e4write, "cannot write " + path_ + ": no progress");
-    done += static_cast<size_t>(n);
-  }
-  return Status::ok();
+  return check_read_complete(path(), offset, len, got);
 }
 
 Status File::write_pieces_at(uint64_t offset, const iovec* pieces, int count) {
-  std::vector<iovec> rest(pieces, pieces + count);
-  size_t first = 0;
-  while (first < rest.size()) {
-    int n = static_cast<int>(std::min<size_t>(rest.size() - first, IOV_MAX));
-    ssize_t done = ::pwritev(fd_, rest.data() + first, n, static_cast<off_t>(offset));
-    if (done < 0) {
-      if (errno == EINTR) continue;
-      return os_error(e4write, "cannot write", path_, errno);
-    }
-    if (done == 0) return Status(e4write, "cannot write " + path_ + ": no progress");
-    offset += static_cast<uint64_t>(done);
-    // Skip what went out, trimming a piece written in part.
-    auto left = static_cast<size_t>(done);
-    while (first < rest.size() && left >= rest[first].iov_len) left -= rest[first++].iov_len;
-    if (left) {
-      rest[first].iov_base = static_cast<char*>(rest[first].iov_base) + left;
-      rest[first].iov_len -= left;
-    }
+  for (int i = 0; i < count; ++i) {
+    XB_TRY(write_at(offset, pieces[i].iov_base, pieces[i].iov_len));
+    offset += pieces[i].iov_len;
   }
   return Status::ok();
-}
-
-Status File::size(uint64_t* out) const {
-  struct stat st;
-  if (fstat(fd_, &st) != 0) return os_error(e4read, "cannot stat", path_, errno);
-  *out = static_cast<uint64_t>(st.st_size);
-  return Status::ok();
-}
-
-Status File::truncate(uint64_t size) {
-  int r;
-  do {
-    r = ::ftruncate(fd_, static_cast<off_t>(size));
-  } while (r != 0 && errno == EINTR);
-  if (r != 0) return os_error(e4write, "cannot truncate", path_, errno);
-  return Status::ok();
-}
-
-Status File::sync() {
-  if (::fdatasync(fd_) != 0) return os_error(e4write, "cannot flush", path_, errno);
-  return Status::ok();
-}
-
-bool File::try_flock(bool exclusive) {
-  int r;
-  do {
-    r = ::flock(fd_, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB);
-  } while (r != 0 && errno == EINTR);
-  return r == 0;
-}
-
-bool File::try_lock(uint64_t offset, uint64_t len, bool exclusive) {
-  struct flock fl;
-  std::memset(&fl, 0, sizeof fl);
-  fl.l_type = exclusive ? F_WRLCK : F_RDLCK;
-  fl.l_whence = SEEK_SET;
-  fl.l_start = static_cast<off_t>(offset);
-  fl.l_len = static_cast<off_t>(len);
-  int r;
-  do {
-    r = ::fcntl(fd_, F_OFD_SETLK, &fl);
-  } while (r != 0 && errno == EINTR);
-  return r == 0;
-}
-
-void File::unlock(uint64_t offset, uint64_t len) {
-  struct flock fl;
-  std::memset(&fl, 0, sizeof fl);
-  fl.l_type = F_UNLCK;
-  fl.l_whence = SEEK_SET;
-  fl.l_start = static_cast<off_t>(offset);
-  fl.l_len = static_cast<off_t>(len);
-  while (::fcntl(fd_, F_OFD_SETLK, &fl) != 0 && errno == EINTR) {
-  }
-}
-
-Status File::identity(uint64_t* dev, uint64_t* ino) const {
-  struct stat st;
-  if (fstat(fd_, &st) != 0) return os_error(e4read, "cannot stat", path_, errno);
-  *dev = static_cast<uint64_t>(st.st_dev);
-  *ino = static_cast<uint64_t>(st.st_ino);
-  return Status::ok();
-}
-
-bool file_exists(const std::string& path) {
-  struct stat st;
-  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
-std::string resolve_case(const std::string& path) {
-  if (path.empty() || file_exists(path)) return path;
-  size_t slash = path.rfind('/');
-  std::string dir = slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
-  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  DIR* d = ::opendir(dir.c_str());
-  if (!d) return path;
-  std::string found;
-  while (struct dirent* e = ::readdir(d)) {
-    if (strcasecmp(e->d_name, name.c_str()) == 0) {
-      std::string candidate = slash == std::string::npos ? std::string(e->d_name)
-                                                         : path.substr(0, slash + 1) + e->d_name;
-      if (file_exists(candidate)) {
-        // Prefer a deterministic answer when several names differ only in case.
-        if (found.empty() || candidate < found) found = candidate;
-      }
-    }
-  }
-  ::closedir(d);
-  return found.empty() ? path : found;
 }
 
 std::string path_base_name(const std::string& path) {

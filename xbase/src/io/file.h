@@ -1,14 +1,19 @@
-// File: one open descriptor, the only place the engine touches the operating
-// system's file calls. Positioned reads and writes retry on EINTR and on
-// short transfers; a read past the end reports how much was there.
-// Byte-range locks are Linux open-file-description locks: they belong to
-// this descriptor's open file description, so two File objects on the same
-// path conflict exactly as two processes do.
+// File and FileSystem: every read and write of the engine goes through
+// these two interfaces, so that a test can put a file system of its own
+// (in memory, or one that fails on cue) under the tables, memos and
+// indexes. The operating system's implementation is FileSystem::posix().
+//
+// Positioned reads and writes transfer everything asked for or fail; a read
+// past the end reports how much was there. Byte-range locks behave like
+// Linux open-file-description locks: they belong to one open File, so two
+// File objects on the same path conflict exactly as two processes do, and
+// an unlock releases those bytes whatever lock of this File covered them.
 #pragma once
 
 #include <sys/uio.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "util/status.h"
@@ -19,59 +24,71 @@ enum class OpenMode { kReadOnly, kReadWrite, kCreate, kCreateExclusive };
 
 class File {
  public:
-  File() = default;
-  ~File();
-  File(File&& other) noexcept;
-  File& operator=(File&& other) noexcept;
+  virtual ~File() = default;
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  // Opens `path` as given. Creation modes make the file with mode 0666 less
-  // the umask; kCreate truncates an existing file.
-  Status open(const std::string& path, OpenMode mode);
-  void close();
-  bool is_open() const { return fd_ >= 0; }
-  const std::string& path() const { return path_; }
-  int fd() const { return fd_; }
+  virtual const std::string& path() const = 0;
 
   // Reads up to `len` bytes at `offset`; `*got` tells how many arrived
   // (fewer only at end of file).
-  Status read_at(uint64_t offset, void* buf, size_t len, size_t* got) const;
+  virtual Status read_at(uint64_t offset, void* buf, size_t len, size_t* got) const = 0;
   // Reads exactly `len` bytes or fails with e4read.
   Status read_exact(uint64_t offset, void* buf, size_t len) const;
-  Status write_at(uint64_t offset, const void* buf, size_t len);
-  // Writes the pieces back to back starting at `offset`, in as few calls
-  // as the system allows.
-  Status write_pieces_at(uint64_t offset, const iovec* pieces, int count);
-  Status size(uint64_t* out) const;
-  Status truncate(uint64_t size);
-  Status sync();
+  virtual Status write_at(uint64_t offset, const void* buf, size_t len) = 0;
+  // Writes the pieces back to back starting at `offset`; a file that can
+  // gather them into fewer calls overrides this.
+  virtual Status write_pieces_at(uint64_t offset, const iovec* pieces, int count);
+  virtual Status size(uint64_t* out) const = 0;
+  virtual Status truncate(uint64_t size) = 0;
+  virtual Status sync() = 0;
 
   // Whole-file advisory lock marking how the file is open: shared for a
   // shared open, exclusive for an exclusive one. Never blocks; false when
-  // another open file description holds a conflicting one.
-  bool try_flock(bool exclusive);
+  // another open file holds a conflicting one.
+  virtual bool try_flock(bool exclusive) = 0;
 
-  // Byte-range locks. try_lock answers false when another open file
-  // description holds a conflicting lock.
-  bool try_lock(uint64_t offset, uint64_t len, bool exclusive);
-  void unlock(uint64_t offset, uint64_t len);
+  // Byte-range locks. try_lock answers false when another open file holds
+  // a conflicting lock.
+  virtual bool try_lock(uint64_t offset, uint64_t len, bool exclusive) = 0;
+  virtual void unlock(uint64_t offset, uint64_t len) = 0;
 
   // Identity of the underlying file (device, inode), for sharing one open
   // table among handles that name it differently.
-  Status identity(uint64_t* dev, uint64_t* ino) const;
+  virtual Status identity(uint64_t* dev, uint64_t* ino) const = 0;
 
- private:
-  int fd_ = -1;
-  std::string path_;
+ protected:
+  File() = default;
 };
 
-// Resolves a file name the way tables written on DOS and Windows need: the
-// exact name when it exists, otherwise the one entry of its folder whose name
-// matches ignoring ASCII case. Answers the name to use (the input itself when
-// nothing matches, so that creation uses the case given).
-std::string resolve_case(const std::string& path);
-bool file_exists(const std::string& path);
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // The operating system's files; lives as long as the program.
+  static FileSystem& posix();
+
+  // Opens `path` as given. Creation modes make the file with mode 0666 less
+  // the umask; kCreate truncates an existing file.
+  virtual Status open(const std::string& path, OpenMode mode, std::unique_ptr<File>* out) = 0;
+  // Whether `path` names a regular file.
+  virtual bool exists(const std::string& path) = 0;
+  // Resolves a file name the way tables written on DOS and Windows need:
+  // the exact name when it exists, otherwise the entry of its folder whose
+  // name matches ignoring ASCII case (the least of several). Answers the
+  // input itself when nothing matches, so that creation uses the case given.
+  virtual std::string resolve_case(const std::string& path) = 0;
+  virtual Status remove(const std::string& path) = 0;
+};
+
+// The e4read error of a read that ended after `got` of `len` bytes at
+// `offset`; ok when nothing is missing. Every exact read reports through it.
+Status check_read_complete(const std::string& path, uint64_t offset, size_t len, size_t got);
+
+// The POSIX file system's name lookups, for callers that have no file
+// system at hand.
+inline std::string resolve_case(const std::string& path) { return FileSystem::posix().resolve_case(path); }
+inline bool file_exists(const std::string& path) { return FileSystem::posix().exists(path); }
 
 // Path helpers over '/'-separated names.
 std::string path_base_name(const std::string& path);  // no folder, no extension

@@ -28,7 +28,7 @@ Status MemoFile::corrupt(uint32_t block, const std::string& what) const {
                             "): " + what);
 }
 
-Status MemoFile::open(io::File file, MemoKind kind, std::unique_ptr<MemoFile>* out) {
+Status MemoFile::open(std::unique_ptr<io::File> file, MemoKind kind, std::unique_ptr<MemoFile>* out) {
   std::unique_ptr<MemoFile> memo(new MemoFile(std::move(file), kind));
   XB_TRY(memo->read_header());
   *out = std::move(memo);
@@ -48,11 +48,11 @@ Status MemoFile::read_header() {
   return Status::ok();
 }
 
-Status MemoFile::create(io::File file, MemoKind kind, uint32_t block_size,
+Status MemoFile::create(std::unique_ptr<io::File> file, MemoKind kind, uint32_t block_size,
                         const std::string& table_name, std::unique_ptr<MemoFile>* out) {
   if (block_size == 0) block_size = default_block_size(kind);
   if (!valid_block_size(kind, block_size))
-    return Status(e4parm, "cannot create memo file " + file.path() + ": block size " +
+    return Status(e4parm, "cannot create memo file " + file->path() + ": block size " +
                               std::to_string(block_size) + " is not possible for its kind");
   std::unique_ptr<MemoFile> memo(new MemoFile(std::move(file), kind));
   memo->block_size_ = block_size;

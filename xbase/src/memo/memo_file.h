@@ -38,10 +38,10 @@ class MemoFile {
   // Opens an existing memo file and validates its header (e4data when the
   // header is impossible, e.g. a zero or absurd block size). A DBT IV header
   // with a zero block size is a dBASE III-style file: 512-byte blocks.
-  static Status open(io::File file, MemoKind kind, std::unique_ptr<MemoFile>* out);
+  static Status open(std::unique_ptr<io::File> file, MemoKind kind, std::unique_ptr<MemoFile>* out);
   // Creates a new, empty memo file. block_size 0 picks the format default
   // (DBT 512, FPT 64). table_name fills the dBASE IV header's name field.
-  static Status create(io::File file, MemoKind kind, uint32_t block_size,
+  static Status create(std::unique_ptr<io::File> file, MemoKind kind, uint32_t block_size,
                        const std::string& table_name, std::unique_ptr<MemoFile>* out);
 
   MemoKind kind() const { return kind_; }
@@ -88,7 +88,7 @@ class MemoFile {
     bool complete = true;     // false when the scan stopped at kMaxMemoBytes
   };
 
-  MemoFile(io::File file, MemoKind kind) : file_(std::move(file)), kind_(kind) {}
+  MemoFile(std::unique_ptr<io::File> file, MemoKind kind) : file_(std::move(file)), kind_(kind) {}
   Status read_header();
   Status write_header_next_free(uint32_t next_free);
   // Blocks the memo stored at `block` occupies now (0 when unknown).

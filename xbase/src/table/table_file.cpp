@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <thread>
 
@@ -36,20 +35,20 @@ TableFile::~TableFile() {
 Status TableFile::open(const std::string& path, const OpenOptions& options,
                        std::unique_ptr<TableFile>* out) {
   std::unique_ptr<TableFile> t(new TableFile(options));
-  io::File file;
-  XB_TRY(file.open(path, options.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite));
-  if (!file.try_flock(options.exclusive))
+  std::unique_ptr<io::File> file;
+  XB_TRY(options.fs->open(path, options.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite, &file));
+  if (!file->try_flock(options.exclusive))
     return Status(e4access, "table " + path + " is open elsewhere in a conflicting mode");
-  XB_TRY(file.identity(&t->dev_, &t->ino_));
+  XB_TRY(file->identity(&t->dev_, &t->ino_));
   uint8_t prefix[32];
   size_t got = 0;
-  XB_TRY(file.read_at(0, prefix, sizeof prefix, &got));
+  XB_TRY(file->read_at(0, prefix, sizeof prefix, &got));
   if (got < sizeof prefix) return Status(e4open, "not a table: " + path + " is shorter than a header");
   uint16_t header_len = header_length_of(prefix, got);
   std::vector<uint8_t> raw(std::max<size_t>(header_len, 32));
-  XB_TRY(file.read_at(0, raw.data(), raw.size(), &got));
+  XB_TRY(file->read_at(0, raw.data(), raw.size(), &got));
   uint64_t file_size = 0;
-  XB_TRY(file.size(&file_size));
+  XB_TRY(file->size(&file_size));
   Status st = parse_header(raw.data(), got, file_size, &t->header_);
   if (!st) return Status(st.code(), path + ": " + st.message());
   t->dbf_ = io::CachedFile(std::move(file));
@@ -72,12 +71,13 @@ Status TableFile::open_memo(const std::string& dbf_path) {
   std::string ext = io::path_extension(dbf_path);
   for (char& c : ext) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   const std::string fpt_ext = ext == "DBC" ? "DCT" : "FPT";
-  std::string fpt = io::resolve_case(io::path_replace_extension(dbf_path, fpt_ext));
-  std::string dbt = io::resolve_case(io::path_replace_extension(dbf_path, "DBT"));
-  if (!io::file_exists(dbt)) dbt = io::resolve_case(io::path_replace_extension(dbf_path, "dbt"));
+  io::FileSystem& fs = *options_.fs;
+  std::string fpt = fs.resolve_case(io::path_replace_extension(dbf_path, fpt_ext));
+  std::string dbt = fs.resolve_case(io::path_replace_extension(dbf_path, "DBT"));
+  if (!fs.exists(dbt)) dbt = fs.resolve_case(io::path_replace_extension(dbf_path, "dbt"));
   std::string chosen;
-  if (fpt_first) chosen = io::file_exists(fpt) ? fpt : io::file_exists(dbt) ? dbt : "";
-  else chosen = io::file_exists(dbt) ? dbt : io::file_exists(fpt) ? fpt : "";
+  if (fpt_first) chosen = fs.exists(fpt) ? fpt : fs.exists(dbt) ? dbt : "";
+  else chosen = fs.exists(dbt) ? dbt : fs.exists(fpt) ? fpt : "";
   if (chosen.empty()) {
     // The table still opens: its other fields are readable, and every use
     // of a memo value reports the missing file.
@@ -91,17 +91,17 @@ Status TableFile::open_memo(const std::string& dbf_path) {
   } else if (kind == MemoKind::kFpt || (header_.version & 0x0F) == 0x03) {
     // A .DBT beside a table whose version byte does not say which layout:
     // the dBASE IV header stores a block size at 20-21, the older one not.
-    io::File probe;
-    XB_TRY(probe.open(chosen, io::OpenMode::kReadOnly));
+    std::unique_ptr<io::File> probe;
+    XB_TRY(fs.open(chosen, io::OpenMode::kReadOnly, &probe));
     uint8_t h[24] = {};
     size_t got = 0;
-    XB_TRY(probe.read_at(0, h, sizeof h, &got));
+    XB_TRY(probe->read_at(0, h, sizeof h, &got));
     uint16_t bs = io::load_u16le(h + 20);
     kind = (got == sizeof h && h[16] != 0x03 && bs >= 64 && bs % 64 == 0) ? MemoKind::kDbt4 : MemoKind::kDbt3;
     if (header_.version == 0x83) kind = MemoKind::kDbt3;
   }
-  io::File file;
-  XB_TRY(file.open(chosen, options_.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite));
+  std::unique_ptr<io::File> file;
+  XB_TRY(fs.open(chosen, options_.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite, &file));
   Status st = memo::MemoFile::open(std::move(file), kind, &memo_);
   if (!st) {
     memo_.reset();
@@ -115,8 +115,9 @@ Status TableFile::open_memo(const std::string& dbf_path) {
 Status TableFile::create(const std::string& path, const TableHeader& header, bool safety,
                          const OpenOptions& options, std::unique_ptr<TableFile>* out) {
   std::unique_ptr<TableFile> t(new TableFile(options));
-  std::string target = io::resolve_case(path);
-  const bool exists = io::file_exists(target);
+  io::FileSystem& fs = *options.fs;
+  std::string target = fs.resolve_case(path);
+  const bool exists = fs.exists(target);
   if (exists && safety) return Status(e4create, "cannot create " + target + ": it exists");
   // The memo file is settled before the table is touched, so that a refusal
   // leaves no half-made table behind.
@@ -128,36 +129,36 @@ Status TableFile::create(const std::string& path, const TableHeader& header, boo
     std::string ext = io::path_extension(target);
     if (!ext.empty() && std::all_of(ext.begin(), ext.end(), [](char c) { return c >= 'a' && c <= 'z'; }))
       memo_path = io::path_replace_extension(target, kind == memo::MemoKind::kFpt ? "fpt" : "dbt");
-    std::string existing = io::resolve_case(memo_path);
-    if (io::file_exists(existing)) {
+    std::string existing = fs.resolve_case(memo_path);
+    if (fs.exists(existing)) {
       if (safety) return Status(e4create, "cannot create " + existing + ": it exists");
       memo_path = existing;
     }
   }
-  io::File file;
-  XB_TRY(file.open(target, exists ? io::OpenMode::kReadWrite : io::OpenMode::kCreateExclusive));
+  std::unique_ptr<io::File> file;
+  XB_TRY(fs.open(target, exists ? io::OpenMode::kReadWrite : io::OpenMode::kCreateExclusive, &file));
   // Claim the file before emptying it, so a table open elsewhere is never
   // cut from under its users.
-  if (!file.try_flock(true))
+  if (!file->try_flock(true))
     return Status(e4access, "cannot create " + target + ": it is open elsewhere");
-  XB_TRY(file.truncate(0));
+  XB_TRY(file->truncate(0));
   t->header_ = header;
   std::vector<uint8_t> bytes = header.raw;
   bytes.push_back(kEofMark);
-  XB_TRY(file.write_at(0, bytes.data(), bytes.size()));
-  if (!options.exclusive && !file.try_flock(false))
+  XB_TRY(file->write_at(0, bytes.data(), bytes.size()));
+  if (!options.exclusive && !file->try_flock(false))
     return Status(e4access, "cannot share " + target + " after creating it");
-  XB_TRY(file.identity(&t->dev_, &t->ino_));
+  XB_TRY(file->identity(&t->dev_, &t->ino_));
   t->dbf_ = io::CachedFile(std::move(file));
   t->dbf_.set_caching(cache_wanted(options.optimize, options.exclusive),
                       cache_wanted(options.optimize_write, options.exclusive));
   if (header.needs_memo) {
-    io::File mf;
-    Status st = mf.open(memo_path, io::OpenMode::kCreate);
+    std::unique_ptr<io::File> mf;
+    Status st = fs.open(memo_path, io::OpenMode::kCreate, &mf);
     if (st) st = memo::MemoFile::create(std::move(mf), kind, 0, io::path_base_name(target), &t->memo_);
     if (!st) {
       // A table this call made is of no use without its memo file.
-      if (!exists) std::remove(target.c_str());
+      if (!exists) (void)fs.remove(target);
       return st;
     }
     t->memo_->file().set_caching(t->dbf_.read_cache(), t->dbf_.write_cache());

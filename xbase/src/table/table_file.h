@@ -53,6 +53,7 @@ struct OpenOptions {
   int format = 1;  // lock scheme
   int optimize = -1;
   int optimize_write = -1;
+  io::FileSystem* fs = &io::FileSystem::posix();  // where the table and its memo file live
 };
 
 class TableFile {

@@ -73,8 +73,8 @@ Status CdxFile::writable() const {
 Status CdxFile::open(const std::string& path, const CdxOptions& options,
                      std::unique_ptr<CdxFile>* out) {
   std::unique_ptr<CdxFile> f(new CdxFile(path, options));
-  io::File file;
-  XB_TRY(file.open(path, options.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite));
+  std::unique_ptr<io::File> file;
+  XB_TRY(options.fs->open(path, options.read_only ? io::OpenMode::kReadOnly : io::OpenMode::kReadWrite, &file));
   f->file_ = io::CachedFile(std::move(file));
   f->file_.set_caching(true, !options.read_only);
   // Another process changing the file ends its change soon enough for a
@@ -97,11 +97,11 @@ Status CdxFile::create(const std::string& path, bool safety, const CdxOptions& o
                        std::unique_ptr<CdxFile>* out) {
   if (options.read_only)
     return Status(e4access, "cannot create " + path + ": the table is read-only");
-  const bool exists = io::file_exists(path);
+  const bool exists = options.fs->exists(path);
   if (exists && safety) return Status(e4create, "cannot create " + path + ": it exists");
   std::unique_ptr<CdxFile> f(new CdxFile(path, options));
-  io::File file;
-  XB_TRY(file.open(path, exists ? io::OpenMode::kReadWrite : io::OpenMode::kCreateExclusive));
+  std::unique_ptr<io::File> file;
+  XB_TRY(options.fs->open(path, exists ? io::OpenMode::kReadWrite : io::OpenMode::kCreateExclusive, &file));
   f->file_ = io::CachedFile(std::move(file));
   f->file_.set_caching(true, true);
   *out = std::move(f);

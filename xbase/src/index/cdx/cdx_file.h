@@ -29,6 +29,7 @@ struct CdxOptions {
   bool exclusive = false;
   bool read_only = false;
   int default_unique = r4uniqueContinue;  // mode of tags marked unique
+  io::FileSystem* fs = &io::FileSystem::posix();
 };
 
 class CdxFile final : public IndexFile {
