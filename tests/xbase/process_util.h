@@ -73,6 +73,58 @@ inline int wait_exit(pid_t pid, std::chrono::seconds limit = std::chrono::second
   }
 }
 
+// A forked child that reports to this process through a pipe, one line at a time.
+struct Forked {
+  pid_t pid = -1;
+  int from_child = -1;
+};
+
+template <class F>
+Forked fork_child(F body) {  // body(int fd) runs in the child
+  int p[2];
+  if (pipe2(p, O_CLOEXEC) != 0) return {};
+  const pid_t pid = fork();
+  if (pid == 0) {
+    close(p[0]);
+    body(p[1]);
+    _exit(0);
+  }
+  close(p[1]);
+  return {pid, p[0]};
+}
+
+// In the child: one line to the parent.
+inline void report(int fd, const std::string& line) {
+  const std::string msg = line + "\n";
+  if (write(fd, msg.data(), msg.size()) < 0) _exit(5);
+}
+
+// Collects what the child wrote until `deadline`, until its pipe closes or,
+// when `until` is given, until that text has arrived.
+inline void drain(int fd, std::string* out, std::chrono::steady_clock::time_point deadline,
+                  const char* until = nullptr) {
+  for (;;) {
+    if (until && out->find(until) != std::string::npos) return;
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          deadline - std::chrono::steady_clock::now()).count();
+    pollfd p{fd, POLLIN, 0};
+    if (left <= 0 || poll(&p, 1, static_cast<int>(left)) <= 0) return;
+    char buf[4096];
+    const ssize_t n = read(fd, buf, sizeof buf);
+    if (n <= 0) return;
+    out->append(buf, static_cast<size_t>(n));
+  }
+}
+
+// Kills the child (SIGKILL: no chance to clean up), reaps it and collects the
+// rest of what it wrote.
+inline void kill_and_collect(Forked& child, std::string* out) {
+  kill(child.pid, SIGKILL);
+  waitpid(child.pid, nullptr, 0);
+  drain(child.from_child, out, std::chrono::steady_clock::now() + std::chrono::seconds(5));
+  close(child.from_child);
+}
+
 // A table_worker in serve mode: one command line, one answer line.
 class Peer {
  public:

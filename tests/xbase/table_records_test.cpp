@@ -698,24 +698,54 @@ TEST_P(TableLocks, AutomaticUnlockModes) {
   EXPECT_FALSE(free_t(2) || free_u(2));
 }
 
-TEST_P(TableLocks, UnlockWritesAndEnforcementNeedsALock) {
+// With lock enforcement a shared table's record changes only under a lock on
+// it (or on the file); the unlock writes the change.
+TEST_P(TableLocks, EnforcementRefusesChangesWithoutTheLock) {
   code4lockEnforce(c4_, 1);
-  ASSERT_EQ(d4go(a_, 1), 0);
-  f4assign(d4field(a_, "NAME"), "nolock");
-  EXPECT_EQ(error(), e4lock);
-  EXPECT_EQ(str(a_, "NAME"), "R1");
-  EXPECT_EQ(d4delete(a_), e4lock);
-  EXPECT_EQ(f4memoAssign(d4field(a_, "NOTE"), "x"), e4lock);
-  EXPECT_EQ(d4changed(a_, -1), 0);
-  error();
-  ASSERT_EQ(d4lock(a_, 1), 0);
+  code4unlockAutoSetCB(c4_, 0);
+  ASSERT_EQ(d4go(a_, 2), 0);
+  const std::string before(d4recordLow(a_), 1 + 10 + 5 + f4len(d4field(a_, "NOTE")));
+  for (int lock : {0, 1}) {  // none, then one on another record
+    if (lock) {
+      ASSERT_EQ(d4lock(a_, 1), 0);
+    }
+    f4assign(d4field(a_, "NAME"), "changed");
+    EXPECT_EQ(error(), e4lock);
+    f4assignLong(d4field(a_, "NUM"), 7);
+    EXPECT_EQ(error(), e4lock);
+    EXPECT_EQ(f4memoAssign(d4field(a_, "NOTE"), "x"), e4lock);
+    EXPECT_EQ(d4delete(a_), e4lock);
+    EXPECT_EQ(std::string(d4recordLow(a_), before.size()), before);
+    EXPECT_EQ(memo(a_), "memo 2");
+    EXPECT_EQ(d4changed(a_, -1), 0);
+    error();
+  }
+  ASSERT_EQ(d4lock(a_, 2), 0);
   f4assign(d4field(a_, "NAME"), "locked");
   EXPECT_EQ(error(), 0);
   ASSERT_EQ(d4unlock(a_), 0);
   EXPECT_EQ(d4changed(a_, -1), 0);
-  ASSERT_EQ(d4go(probe_t_, 1), 0);
+  ASSERT_EQ(d4go(probe_t_, 2), 0);
   EXPECT_EQ(str(probe_t_, "NAME"), "locked");
-  EXPECT_TRUE(free_t(1));
+  EXPECT_TRUE(free_t(2));
+  ASSERT_EQ(d4go(a_, 3), 0);
+  ASSERT_EQ(d4lockFile(a_), 0);
+  f4assignLong(d4field(a_, "NUM"), 9);
+  EXPECT_EQ(error(), 0) << "the file lock covers every record";
+  ASSERT_EQ(d4unlock(a_), 0);
+  // A record being appended is no one else's yet; an exclusive table is no
+  // one else's at all.
+  ASSERT_EQ(d4appendStart(a_, 0), 0);
+  f4assign(d4field(a_, "NAME"), "new");
+  EXPECT_EQ(error(), 0);
+  ASSERT_EQ(d4append(a_), 0);
+  ASSERT_EQ(code4close(c4_), 0);
+  code4accessMode(c4_, 1);
+  DATA4* d = make("X", 1);
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(d4go(d, 1), 0);
+  f4assign(d4field(d, "NAME"), "mine alone");
+  EXPECT_EQ(error(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, TableLocks, ::testing::ValuesIn(formats::tables()),
