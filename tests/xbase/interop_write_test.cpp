@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "formats.h"
 #include "python_oracle.h"
 #include "table_dump.h"
 #include "vgxbase/xbase.h"
@@ -75,9 +76,8 @@ struct TableCase {
   const char* no_dbf = nullptr;
   // The kind of table python3-dbf must be told it reads, when it cannot tell.
   const char* dbf_type = nullptr;
-  // A column python3-dbf cannot read right, and why.
+  // A column python3-dbf cannot read right.
   const char* dbf_skips = nullptr;
-  const char* dbf_skips_why = nullptr;
 };
 
 // Writes `tc` with the engine; the last row is marked deleted.
@@ -259,29 +259,34 @@ void check_reader(const TableCase& tc, const std::string& reader, const DumpTabl
   }
 }
 
-// Runs one reader over every table of `cases` it can read: dbfread in one run,
-// python3-dbf in one run per kind of table it must be told.
-std::map<std::string, DumpTable> read_all(const fs::path& dir, const std::vector<TableCase>& cases,
-                                          bool dbf) {
-  std::map<std::string, std::string> runs;  // python3-dbf's table kind -> paths
-  for (const TableCase& tc : cases) {
-    if (dbf && tc.no_dbf) continue;
-    runs[dbf && tc.dbf_type ? tc.dbf_type : ""] += " " + vgx_test::shell_quote((dir / tc.file).string());
+// Runs both readers over `cases` (dbfread in one run, python3-dbf in one run per
+// kind of table it must be told) and checks each table against what was written.
+void check_readers(const fs::path& dir, const std::vector<TableCase>& cases) {
+  for (const std::string reader : {"dbfread", "dbf"}) {
+    std::map<std::string, std::string> runs;  // python3-dbf's table kind -> paths
+    for (const TableCase& tc : cases)
+      if (reader == "dbfread" || tc.no_dbf == nullptr)
+        runs[reader == "dbf" && tc.dbf_type ? tc.dbf_type : ""] +=
+            " " + vgx_test::shell_quote((dir / tc.file).string());
+    std::map<std::string, DumpTable> dump;
+    for (const auto& [kind, paths] : runs)
+      dump.merge(vgx_test::run_dump("--read " + reader + (kind.empty() ? "" : " --dbf-type " + kind) +
+                                    paths));
+    for (const TableCase& tc : cases) {
+      if (reader == "dbf" && tc.no_dbf) continue;
+      auto it = dump.find((dir / tc.file).string());
+      if (it == dump.end())
+        ADD_FAILURE() << tc.file << " missing from " << reader << "'s dump";
+      else
+        check_reader(tc, reader, it->second);
+    }
   }
-  std::map<std::string, DumpTable> out;
-  for (const auto& [kind, paths] : runs) {
-    std::string args = dbf ? "--read dbf" : "--read dbfread";
-    if (!kind.empty()) args += " --dbf-type " + kind;
-    out.merge(vgx_test::run_dump(args + paths));
-  }
-  return out;
 }
 
-// ---- the tables -------------------------------------------------------------
-
-// Rows over C N N F D L M, with the memo of each row given.
+// Printable rows over C N N F D L M (F left out where the format has none),
+// with the memo of each row given.
 std::vector<Row> plain_rows(const std::vector<std::string>& memos, bool with_float) {
-  std::vector<Row> rows = {
+  const std::vector<Row> rows = {
       {"cAlpha", "n12.35", "n-42", "n3.1416", "d20240315", "lT", ""},
       {"c", "nnull", "nnull", "nnull", "d", "l?", ""},
       {"cBeta", "n-0.5", "n0", "n-1234.5678", "d19991231", "lF", ""},
@@ -299,56 +304,47 @@ std::vector<Row> plain_rows(const std::vector<std::string>& memos, bool with_flo
   return out;
 }
 
-std::vector<Column> plain_columns(bool with_float) {
-  std::vector<Column> c = {{"NAME", 'C', 20, 0, false}, {"AMOUNT", 'N', 10, 2, false},
-                           {"COUNT", 'N', 6, 0, false}, {"RATIO", 'F', 12, 4, false},
-                           {"BORN", 'D', 8, 0, false},  {"OK", 'L', 1, 0, false},
-                           {"NOTES", 'M', 10, 0, false}};
-  if (!with_float) c.erase(c.begin() + 3);
-  return c;
+// A table of `t` with `columns`; python3-dbf does not read dBASE IV tables with a
+// memo file (0x8B), and dbfread's own dBASE IV memo reader is wrong (see
+// dbfread_dump.py), so their memos come from the bytes.
+TableCase table_case(const formats::Table& t, const std::string& file, std::vector<Column> columns) {
+  TableCase tc{file, t.format, t.compatibility, 0, std::move(columns), {}, t.version, t.memo_ext};
+  if (t.version == 0x8B) tc.no_dbf = "python3-dbf does not read dBASE IV tables with a memo file";
+  return tc;
 }
 
-constexpr const char* kNoDbfDbase4 =
-    "python3-dbf does not read dBASE IV tables with a memo file (0x8B); and dbfread's own dBASE IV "
-    "memo reader is wrong (see dbfread_dump.py), so their memos come from the bytes";
-
-std::vector<TableCase> engine_tables() {
+// The tables written in format `t`: the common types with memos that fill
+// their blocks exactly and spill by one, and the format's own additions.
+std::vector<TableCase> engine_tables(const formats::Table& t) {
   constexpr size_t k100K = 100 * 1024;
-  std::vector<TableCase> cases;
-  // FoxPro 2: 64-byte blocks and an 8-byte block header, so 56 and 120 bytes fill one and
-  // two blocks exactly and 57 spills into a second.
-  cases.push_back(
-      {"fox26.dbf", 1, 26, 0, plain_columns(true),
-       plain_rows({"Hello, memo", "", text(56), text(57), text(120), text(300), text(k100K)}, true),
-       0xF5, "FPT"});
-  // dBASE IV: 512-byte blocks and an 8-byte block header: 504 and 1016 fill exactly.
-  cases.push_back(
-      {"dbase4.dbf", 4, 26, 0, plain_columns(true),
-       plain_rows({"Hello, memo", "", text(504), text(505), text(1016), text(2000), text(k100K)},
-                  true),
-       0x8B, "DBT", kNoDbfDbase4});
-  // dBASE III as Clipper writes it: 512-byte blocks ended by 1A 1A, so 510 bytes fill one
-  // block with the terminator, 512 fill it without.
-  cases.push_back(
-      {"clipper.dbf", 2, 26, 0, plain_columns(false),
-       plain_rows({"Hello, memo", "", text(510), text(511), text(512), text(1022), text(k100K)},
-                  false),
-       0x83, "DBT"});
-  // Clipper's character fields past 255 bytes keep the high byte of the width in the
-  // decimals byte.
-  TableCase wide{"clipwide.dbf", 2, 26, 0, {{"ID", 'N', 4, 0, false}, {"WIDE", 'C', 300, 0, false}},
-                 {}, 0x03, nullptr};
-  wide.rows = {{"n1", "c" + text(300)}, {"n2", "cshort"}, {"n3", "c"}};
-  wide.dbf_type = "clp";  // byte 0 (0x03) does not tell Clipper's tables from others
-  cases.push_back(wide);
-
-  // The later FoxPro table with every type it adds and its binary memos.
-  std::vector<Column> later_columns = {
-      {"NAME", 'C', 20, 0, false}, {"AMOUNT", 'N', 10, 2, false}, {"RATIO", 'F', 12, 4, false},
-      {"BORN", 'D', 8, 0, false},  {"OK", 'L', 1, 0, false},      {"NOTES", 'M', 4, 0, false},
-      {"PIC", 'G', 4, 0, false},   {"CNT", 'I', 4, 0, false},     {"DBL", 'B', 8, 2, false},
-      {"MONEY", 'Y', 8, 4, false}, {"STAMP", 'T', 8, 0, false}};
-  TableCase later{"fox30.dbf", 1, 30, 0, later_columns, {}, 0x30, "FPT"};
+  const size_t fill = t.block_size - t.block_extra;
+  const bool with_float = t.format != 2;
+  std::vector<Column> columns = {{"NAME", 'C', 20, 0, false}, {"AMOUNT", 'N', 10, 2, false},
+                                 {"COUNT", 'N', 6, 0, false}, {"RATIO", 'F', 12, 4, false},
+                                 {"BORN", 'D', 8, 0, false},  {"OK", 'L', 1, 0, false},
+                                 {"NOTES", 'M', 10, 0, false}};
+  if (!with_float) columns.erase(columns.begin() + 3);
+  std::vector<TableCase> cases = {table_case(t, "plain.dbf", columns)};
+  cases[0].rows = plain_rows({"Hello, memo", "", text(fill), text(fill + 1), text(fill + 2),
+                              text(t.block_size + fill), text(k100K)},
+                             with_float);
+  if (t.format == 2) {
+    // Clipper's character fields past 255 bytes keep the high byte of the width in the
+    // decimals byte; byte 0 (0x03) does not tell python3-dbf it is Clipper's.
+    TableCase wide = table_case(t, "wide.dbf", {{"ID", 'N', 4, 0, false}, {"WIDE", 'C', 300, 0, false}});
+    wide.version = 0x03;
+    wide.memo_ext = nullptr;
+    wide.rows = {{"n1", "c" + text(300)}, {"n2", "cshort"}, {"n3", "c"}};
+    wide.dbf_type = "clp";
+    cases.push_back(wide);
+  }
+  if (!t.later_types) return cases;
+  // Every type the later FoxPro table adds, and its binary memos.
+  TableCase later = table_case(t, "later.dbf",
+      {{"NAME", 'C', 20, 0, false}, {"AMOUNT", 'N', 10, 2, false}, {"RATIO", 'F', 12, 4, false},
+       {"BORN", 'D', 8, 0, false},  {"OK", 'L', 1, 0, false},      {"NOTES", 'M', 4, 0, false},
+       {"PIC", 'G', 4, 0, false},   {"CNT", 'I', 4, 0, false},     {"DBL", 'B', 8, 2, false},
+       {"MONEY", 'Y', 8, 4, false}, {"STAMP", 'T', 8, 0, false}});
   later.rows = {
       {"cAlpha", "n12.35", "n3.1416", "d20240315", "lT", memo("Hello, memo"), memo(binary(10)),
        "n7", "n2.5", "n1234.5678", "t2024031513:45:30"},
@@ -359,116 +355,125 @@ std::vector<TableCase> engine_tables() {
        "n2147483647", "n0.1", "n-92233720368.5477", "t2000010100:00:00"},
       {"cDelta", "n0", "n1", "d20991231", "lF", memo(text(57)), memo(binary(k100K)), "n-1",
        "n-2.5e-310", "n92233720368.5477", "t9999123123:59:59"}};
+  // python3-dbf decodes a General field as text unless its descriptor has the binary
+  // flag 0x04, which FoxPro does not set on General fields (see the samples' PHOTO and
+  // PICTURE fields) and so neither does the engine.
   later.dbf_skips = "PIC";
-  later.dbf_skips_why =
-      "python3-dbf decodes a General field as text unless its descriptor has the binary flag "
-      "0x04, which FoxPro does not set on General fields (see the samples' PHOTO and PICTURE "
-      "fields) and so neither does the engine";
   cases.push_back(later);
-
   // Every field nullable, nulls in every type: python3-dbf numbers null bits by field
   // position, which agrees with the format (bits counted over nullable fields) only when
   // every field before a nullable one is nullable too. Nine bits: two flag bytes.
-  std::vector<Column> all_nullable = {
-      {"NAME", 'C', 20, 0, true}, {"AMOUNT", 'N', 10, 2, true}, {"BORN", 'D', 8, 0, true},
-      {"OK", 'L', 1, 0, true},    {"NOTES", 'M', 4, 0, true},   {"CNT", 'I', 4, 0, true},
-      {"DBL", 'B', 8, 0, true},   {"MONEY", 'Y', 8, 4, true},   {"STAMP", 'T', 8, 0, true}};
-  TableCase nulls{"fox30null.dbf", 1, 30, 0, all_nullable, {}, 0x30, "FPT"};
-  nulls.rows = {
-      {"cAlpha", "n12.35", "d20240315", "lT", memo("memo"), "n7", "n2.5", "n1.5",
-       "t2024031513:45:30"},
-      {"0", "0", "0", "0", "0", "0", "0", "0", "0"},
-      {"0", "n1", "0", "lF", "0", "n0", "0", "n0", "0"},
-      {"cBeta", "0", "d19991231", "0", memo("text"), "0", "n-1", "0", "t2000010100:00:00"},
-      {"0", "0", "0", "0", "0", "0", "0", "0", "t1999123100:00:00"}};
+  TableCase nulls = table_case(t, "nulls.dbf",
+      {{"NAME", 'C', 20, 0, true}, {"AMOUNT", 'N', 10, 2, true}, {"BORN", 'D', 8, 0, true},
+       {"OK", 'L', 1, 0, true},    {"NOTES", 'M', 4, 0, true},   {"CNT", 'I', 4, 0, true},
+       {"DBL", 'B', 8, 0, true},   {"MONEY", 'Y', 8, 4, true},   {"STAMP", 'T', 8, 0, true}});
+  nulls.rows = {{"cAlpha", "n12.35", "d20240315", "lT", memo("memo"), "n7", "n2.5", "n1.5",
+                 "t2024031513:45:30"},
+                {"0", "0", "0", "0", "0", "0", "0", "0", "0"},
+                {"0", "n1", "0", "lF", "0", "n0", "0", "n0", "0"},
+                {"cBeta", "0", "d19991231", "0", memo("text"), "0", "n-1", "0", "t2000010100:00:00"},
+                {"0", "0", "0", "0", "0", "0", "0", "0", "t1999123100:00:00"}};
   cases.push_back(nulls);
-
-  // Nullable fields among fields that are not: only dbfread's raw null-flags bytes check
-  // the bit layout here.
-  std::vector<Column> some_nullable = {
-      {"ID", 'I', 4, 0, false},   {"NAME", 'C', 20, 0, true},   {"AMOUNT", 'N', 10, 2, false},
-      {"BORN", 'D', 8, 0, true},  {"NOTES", 'M', 4, 0, true},   {"MONEY", 'Y', 8, 4, false},
-      {"STAMP", 'T', 8, 0, true}};
-  TableCase mixed{"fox30mixed.dbf", 1, 30, 0, some_nullable, {}, 0x30, "FPT"};
+  // Nullable fields among fields that are not: only dbfread's raw null-flags bytes
+  // check the bit layout here, as python3-dbf misreads it.
+  TableCase mixed = table_case(t, "mixed.dbf",
+      {{"ID", 'I', 4, 0, false},  {"NAME", 'C', 20, 0, true}, {"AMOUNT", 'N', 10, 2, false},
+       {"BORN", 'D', 8, 0, true}, {"NOTES", 'M', 4, 0, true}, {"MONEY", 'Y', 8, 4, false},
+       {"STAMP", 'T', 8, 0, true}});
   mixed.rows = {{"n1", "cAlpha", "n1.5", "d20240315", memo("memo"), "n1", "t2024031513:45:30"},
                 {"n2", "0", "n2.5", "0", "0", "n2", "0"},
                 {"n3", "cGamma", "nnull", "0", memo("x"), "n0", "t"},
                 {"n4", "0", "n-1", "d19991231", "0", "n-3", "t2000010100:00:00"}};
-  mixed.no_dbf =
-      "python3-dbf numbers null bits by field position, not among nullable fields as the "
-      "format does, so it misreads this layout";
+  mixed.no_dbf = "python3-dbf numbers null bits by field position";
   cases.push_back(mixed);
   return cases;
 }
 
-TEST(InteropWrite, EngineTablesReadTheSameInDbfreadAndPythonDbf) {
-  if (!vgx_test::python_has("dbfread, dbf"))
-    GTEST_SKIP() << vgx_test::kPython << " lacks dbfread or dbf";
-  TempDir dir;
-  const std::vector<TableCase> cases = engine_tables();
+class InteropWrite : public ::testing::TestWithParam<formats::Table> {
+ protected:
+  void SetUp() override {
+    if (!vgx_test::python_has("dbfread, dbf"))
+      GTEST_SKIP() << vgx_test::kPython << " lacks dbfread or dbf";
+  }
+  TempDir dir_;
+};
+
+TEST_P(InteropWrite, EngineTablesReadTheSameInDbfreadAndPythonDbf) {
+  const std::vector<TableCase> cases = engine_tables(GetParam());
   for (const TableCase& s : cases) {
-    write_table(dir.path(), s);
-    if (::testing::Test::HasFatalFailure()) return;
+    write_table(dir_.path(), s);
+    if (HasFatalFailure()) return;
     // The format's own marks: version byte and memo file.
-    std::string bytes = slurp(dir.path() / s.file);
+    const std::string bytes = slurp(dir_.path() / s.file);
     ASSERT_GE(bytes.size(), 32u);
-    EXPECT_EQ(static_cast<uint8_t>(bytes[0]), s.version) << s.file;
+    EXPECT_EQ(uint8_t(bytes[0]), s.version) << s.file;
     if (s.memo_ext == nullptr) continue;
     std::string lower = s.memo_ext;
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    EXPECT_TRUE(fs::exists(dir.path() / fs::path(s.file).replace_extension(s.memo_ext)) ||
-                fs::exists(dir.path() / fs::path(s.file).replace_extension(lower)))
-        << s.file << ": no ." << s.memo_ext << " beside it";
+    for (char& c : lower) c = char(std::tolower(static_cast<unsigned char>(c)));
+    EXPECT_TRUE(fs::exists(dir_.path() / fs::path(s.file).replace_extension(lower)))
+        << s.file << ": no ." << lower << " beside it";
   }
-  const auto by_dbfread = read_all(dir.path(), cases, false);
-  const auto by_dbf = read_all(dir.path(), cases, true);
-  for (const TableCase& s : cases) {
-    const std::string path = (dir.path() / s.file).string();
-    auto it = by_dbfread.find(path);
-    if (it == by_dbfread.end())
-      ADD_FAILURE() << s.file << " missing from dbfread's dump";
-    else
-      check_reader(s, "dbfread", it->second);
-    if (s.no_dbf) continue;
-    it = by_dbf.find(path);
-    if (it == by_dbf.end())
-      ADD_FAILURE() << s.file << " missing from python3-dbf's dump";
-    else
-      check_reader(s, "dbf", it->second);
-  }
+  check_readers(dir_.path(), cases);
 }
 
+// Memos rewritten in place (shorter, same length), moved (longer), emptied, and then
+// compressed: the readers must find every value where the record now points.
+TEST_P(InteropWrite, RewrittenAndCompressedMemosReadTheSame) {
+  TableCase tc = table_case(GetParam(), "memos.dbf", {{"ID", 'N', 4, 0, false}, {"NOTES", 'M', 10, 0, false}});
+  tc.rows = {{"n1", memo(text(10))}, {"n2", memo(text(1000))}, {"n3", memo(text(200))},
+             {"n4", memo(text(700))}};
+  const std::vector<std::string> after = {text(3000), text(50), "", std::string(700, 'x')};
+  write_table(dir_.path(), tc);
+  if (HasFatalFailure()) return;
+  const fs::path memo_path =
+      dir_.path() / fs::path(tc.file).replace_extension(GetParam().memo_big_endian() ? "fpt" : "dbt");
+  test_files::Context ctx(GetParam().format, GetParam().compatibility);
+  code4accessMode(ctx.c4, 1);
+  DATA4* d = d4open(ctx.c4, (dir_.path() / tc.file).c_str());
+  ASSERT_NE(d, nullptr);
+  for (size_t i = 0; i < after.size(); ++i) {
+    ASSERT_EQ(d4go(d, int32_t(i + 1)), 0);
+    ASSERT_EQ(f4memoAssignN(d4field(d, "NOTES"), after[i].data(), unsigned(after[i].size())), 0);
+    tc.rows[i][1] = memo(after[i]);
+  }
+  ASSERT_EQ(d4close(d), 0);
+  {
+    SCOPED_TRACE("after the rewrites");
+    check_readers(dir_.path(), {tc});
+  }
+  const uintmax_t size = fs::file_size(memo_path);
+  d = d4open(ctx.c4, (dir_.path() / tc.file).c_str());
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(d4memoCompress(d), 0);
+  ASSERT_EQ(d4close(d), 0);
+  EXPECT_EQ(ctx.error(), 0);
+  SCOPED_TRACE("after memo compression");
+  check_readers(dir_.path(), {tc});
+  EXPECT_LT(fs::file_size(memo_path), size) << "compression freed nothing";
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, InteropWrite, ::testing::ValuesIn(formats::tables()),
+                         formats::Named());
+
 // The code page mark (code4codePage 1: code page 437, 3: code page 1252) lands in byte 29,
-// stays there through the engine's rewrites (record writes, appends, memo writes, pack),
-// and both readers decode the table's text by it.
-TEST(InteropWrite, CodePageMarkLandsInByte29AndSurvivesRewrites) {
+// stays there through the engine's rewrites (record writes, appends, memo writes, pack)
+// under a context whose own mark differs, and both readers decode the table's text by it.
+TEST(InteropCodePage, MarkLandsInByte29AndSurvivesRewrites) {
   if (!vgx_test::python_has("dbfread, dbf"))
     GTEST_SKIP() << vgx_test::kPython << " lacks dbfread or dbf";
-  struct Case {
-    const char* file;
-    int compatibility;
-    int mark;
-    const char* code_page;  // python3-dbf's name for it
-    std::string accented;   // "Cafe" with an accent in that code page
-  };
-  const std::vector<Case> cases = {{"fox437.dbf", 26, 1, "cp437", "Caf\x82"},
-                                   {"fox1252.dbf", 26, 3, "cp1252", "Caf\xe9"},
-                                   {"fox30_437.dbf", 30, 1, "cp437", "Caf\x82"},
-                                   {"fox30_1252.dbf", 30, 3, "cp1252", "Caf\xe9"}};
+  const struct { const char* file; int compatibility, mark; const char* code_page; std::string accented; }
+      cases[] = {{"fox437.dbf", 26, 1, "cp437", "Caf\x82"}, {"fox1252.dbf", 26, 3, "cp1252", "Caf\xe9"},
+                 {"fox30_437.dbf", 30, 1, "cp437", "Caf\x82"}, {"fox30_1252.dbf", 30, 3, "cp1252", "Caf\xe9"}};
   TempDir dir;
   std::string paths;
-  for (const Case& c : cases) {
-    const fs::path path = dir.path() / c.file;
-    paths += " " + vgx_test::shell_quote(path.string());
-    CODE4* c4 = code4initP();
-    code4errOff(c4, 1);
-    code4accessMode(c4, 1);
-    code4compatibility(c4, c.compatibility);
-    code4codePage(c4, c.mark);
-    FIELD4INFO fields[] = {{const_cast<char*>("NAME"), 'C', 20, 0, 0},
-                           {const_cast<char*>("NOTES"), 'M', 10, 0, 0},
-                           {nullptr, 0, 0, 0, 0}};
-    DATA4* d = d4create(c4, path.c_str(), fields, nullptr);
+  for (const auto& c : cases) {
+    const std::string path = (dir.path() / c.file).string();
+    paths += " " + vgx_test::shell_quote(path);
+    test_files::Context ctx(1, c.compatibility);
+    code4accessMode(ctx.c4, 1);
+    code4codePage(ctx.c4, c.mark);
+    auto fields = test_files::fields({test_files::fld("NAME", 'C', 20), test_files::fld("NOTES", 'M', 10)});
+    DATA4* d = d4create(ctx.c4, path.c_str(), fields.data(), nullptr);
     ASSERT_NE(d, nullptr) << c.file;
     for (const char* name : {"first", "second", "third"}) {
       ASSERT_EQ(d4appendStart(d, 0), 0);
@@ -476,14 +481,10 @@ TEST(InteropWrite, CodePageMarkLandsInByte29AndSurvivesRewrites) {
       ASSERT_EQ(d4append(d), 0);
     }
     ASSERT_EQ(d4close(d), 0);
-    std::string bytes = slurp(path);
-    ASSERT_GE(bytes.size(), 32u);
-    EXPECT_EQ(static_cast<uint8_t>(bytes[29]), c.mark) << c.file << " as created";
-    const char version = bytes[0];
-
-    // Rewrites under another context whose own mark differs: the file keeps its mark.
-    code4codePage(c4, 0);
-    d = d4open(c4, path.c_str());
+    EXPECT_EQ(uint8_t(slurp(path)[29]), c.mark) << c.file << " as created";
+    const char version = slurp(path)[0];
+    code4codePage(ctx.c4, 0);
+    d = d4open(ctx.c4, path.c_str());
     ASSERT_NE(d, nullptr) << c.file;
     ASSERT_EQ(d4go(d, 1), 0);
     f4assign(d4field(d, "NAME"), c.accented.c_str());
@@ -496,34 +497,26 @@ TEST(InteropWrite, CodePageMarkLandsInByte29AndSurvivesRewrites) {
     ASSERT_EQ(d4append(d), 0);
     ASSERT_EQ(d4pack(d), 0);
     ASSERT_EQ(d4close(d), 0);
-    code4initUndo(c4);
-    bytes = slurp(path);
-    EXPECT_EQ(static_cast<uint8_t>(bytes[29]), c.mark) << c.file << " after the rewrites";
+    const std::string bytes = slurp(path);
+    EXPECT_EQ(uint8_t(bytes[29]), c.mark) << c.file << " after the rewrites";
     EXPECT_EQ(bytes[0], version) << c.file;
   }
-
-  const auto by_dbfread = vgx_test::run_dump("--read dbfread" + paths);
-  const auto by_dbf = vgx_test::run_dump("--read dbf" + paths);
-  for (const Case& c : cases) {
-    const std::string path = (dir.path() / c.file).string();
-    for (const auto* dump : {&by_dbfread, &by_dbf}) {
-      const bool dbfread = dump == &by_dbfread;
-      auto it = dump->find(path);
-      ASSERT_NE(it, dump->end()) << c.file;
+  for (const std::string reader : {"dbfread", "dbf"}) {
+    const auto dump = vgx_test::run_dump("--read " + reader + paths);
+    for (const auto& c : cases) {
+      auto it = dump.find((dir.path() / c.file).string());
+      ASSERT_NE(it, dump.end()) << c.file;
       const DumpTable& t = it->second;
-      ASSERT_EQ(t.source, dbfread ? "dbfread" : "dbf") << c.file << ": " << t.why;
-      EXPECT_EQ(t.code_page, dbfread ? std::to_string(c.mark) : std::string(c.code_page)) << c.file;
+      ASSERT_EQ(t.source, reader) << c.file << ": " << t.why;
+      EXPECT_EQ(t.code_page, reader == "dbfread" ? std::to_string(c.mark) : std::string(c.code_page));
       // After the pack: first (rewritten), third, fourth.
       const std::vector<std::string> names = {c.accented, "third", "fourth"};
       ASSERT_EQ(t.live.size(), names.size()) << c.file;
       EXPECT_TRUE(t.deleted.empty()) << c.file;
-      for (size_t r = 0; r < names.size(); ++r) {
-        auto [raw, value] = vgx_test::split_token(t.live[r][0]);
-        EXPECT_EQ(raw, names[r] + std::string(20 - names[r].size(), ' '))
+      for (size_t r = 0; r < names.size(); ++r)
+        EXPECT_EQ(vgx_test::split_token(t.live[r][0]).first, names[r] + std::string(20 - names[r].size(), ' '))
             << c.file << " record " << r + 1;
-      }
-      auto [raw, value] = vgx_test::split_token(t.live[0][1]);
-      EXPECT_EQ(value, "m" + vgx_test::to_hex(c.accented + " au lait"))
+      EXPECT_EQ(vgx_test::split_token(t.live[0][1]).second, "m" + vgx_test::to_hex(c.accented + " au lait"))
           << c.file << " record 1 NOTES";
     }
   }
@@ -531,7 +524,7 @@ TEST(InteropWrite, CodePageMarkLandsInByte29AndSurvivesRewrites) {
 
 // Tables python3-dbf writes (dBASE III, FoxPro 2 and the later FoxPro table, each with a
 // memo file) read by the engine as python3-dbf reads them back.
-TEST(InteropWrite, PythonDbfTablesReadTheSameInTheEngine) {
+TEST(InteropRead, PythonDbfTablesReadTheSameInTheEngine) {
   if (!vgx_test::python_has("dbfread, dbf"))
     GTEST_SKIP() << vgx_test::kPython << " lacks dbfread or dbf";
   TempDir dir;
@@ -542,98 +535,18 @@ TEST(InteropWrite, PythonDbfTablesReadTheSameInTheEngine) {
   ASSERT_EQ(r.status, 0) << "write_tables.py failed";
   const auto tables = vgx_test::parse_dump(r.out);
   ASSERT_EQ(tables.size(), 3u);
-  CODE4* c4 = code4initP();
-  code4errOff(c4, 1);
-  code4readOnly(c4, 1);
-  code4autoOpen(c4, 0);
+  test_files::Context ctx(1);
+  code4readOnly(ctx.c4, 1);
   for (const auto& [name, t] : tables) {
     ASSERT_EQ(t.source, "dbf") << name << ": " << t.why;
-    DATA4* d = d4open(c4, (dir.path() / name).c_str());
+    DATA4* d = d4open(ctx.c4, (dir.path() / name).c_str());
     if (d == nullptr) {
-      ADD_FAILURE() << name << " does not open: " << code4errorCode(c4, 0);
+      ADD_FAILURE() << name << " does not open: " << ctx.error();
       continue;
     }
-    vgx_test::compare_table(c4, d, name, t);
+    vgx_test::compare_table(ctx.c4, d, name, t);
     d4close(d);
   }
-  code4initUndo(c4);
-}
-
-// Memos rewritten in place (shorter, same length), moved (longer), emptied, and then
-// compressed: the readers must find every value where the record now points.
-TEST(InteropWrite, RewrittenAndCompressedMemosReadTheSame) {
-  if (!vgx_test::python_has("dbfread, dbf"))
-    GTEST_SKIP() << vgx_test::kPython << " lacks dbfread or dbf";
-  const std::vector<Column> columns = {{"ID", 'N', 4, 0, false}, {"NOTES", 'M', 10, 0, false}};
-  const std::vector<Row> before = {{"n1", memo(text(10))},
-                                   {"n2", memo(text(1000))},
-                                   {"n3", memo(text(200))},
-                                   {"n4", memo(text(700))}};
-  const std::vector<std::string> after = {text(3000), text(50), "", std::string(700, 'x')};
-  std::vector<TableCase> cases = {
-      {"fox.dbf", 1, 26, 0, columns, before, 0xF5, "FPT"},
-      {"fox30.dbf", 1, 30, 0, columns, before, 0x30, "FPT"},
-      {"dbase4.dbf", 4, 26, 0, columns, before, 0x8B, "DBT", kNoDbfDbase4},
-      {"clipper.dbf", 2, 26, 0, columns, before, 0x83, "DBT"}};
-  TempDir dir;
-  auto check = [&](const char* when) {
-    SCOPED_TRACE(when);
-    const auto by_dbfread = read_all(dir.path(), cases, false);
-    const auto by_dbf = read_all(dir.path(), cases, true);
-    for (const TableCase& s : cases) {
-      const std::string path = (dir.path() / s.file).string();
-      if (auto it = by_dbfread.find(path); it != by_dbfread.end())
-        check_reader(s, "dbfread", it->second);
-      else
-        ADD_FAILURE() << s.file << " missing from dbfread's dump";
-      if (s.no_dbf) continue;
-      if (auto it = by_dbf.find(path); it != by_dbf.end())
-        check_reader(s, "dbf", it->second);
-      else
-        ADD_FAILURE() << s.file << " missing from python3-dbf's dump";
-    }
-  };
-  auto memo_size = [&](const TableCase& s) {
-    std::error_code ec;
-    for (const auto& e : fs::directory_iterator(dir.path()))
-      if (e.path().stem() == fs::path(s.file).stem() && e.path().extension() != ".dbf")
-        return fs::file_size(e.path(), ec);
-    return uintmax_t(0);
-  };
-  auto exclusive = [&](const TableCase& s, const std::function<void(DATA4*)>& body) {
-    CODE4* c4 = code4initP();
-    code4errOff(c4, 1);
-    code4accessMode(c4, 1);
-    DATA4* d = d4open(c4, (dir.path() / s.file).c_str());
-    ASSERT_NE(d, nullptr) << s.file;
-    body(d);
-    EXPECT_EQ(d4close(d), 0) << s.file;
-    EXPECT_EQ(code4errorCode(c4, 0), 0) << s.file;
-    code4initUndo(c4);
-  };
-
-  for (TableCase& s : cases) {
-    write_table(dir.path(), s);
-    if (::testing::Test::HasFatalFailure()) return;
-    exclusive(s, [&](DATA4* d) {
-      for (size_t i = 0; i < after.size(); ++i) {
-        ASSERT_EQ(d4go(d, static_cast<int32_t>(i + 1)), 0);
-        ASSERT_EQ(f4memoAssignN(d4field(d, "NOTES"), after[i].data(),
-                                static_cast<unsigned>(after[i].size())),
-                  0);
-        s.rows[i][1] = memo(after[i]);
-      }
-    });
-  }
-  check("after the rewrites");
-  std::vector<uintmax_t> sizes;
-  for (const TableCase& s : cases) {
-    sizes.push_back(memo_size(s));
-    exclusive(s, [](DATA4* d) { ASSERT_EQ(d4memoCompress(d), 0); });
-  }
-  check("after memo compression");
-  for (size_t i = 0; i < cases.size(); ++i)
-    EXPECT_LT(memo_size(cases[i]), sizes[i]) << cases[i].file << ": compression freed nothing";
 }
 
 }  // namespace

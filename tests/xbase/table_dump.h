@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "python_oracle.h"
-#include "table/handles.h"  // the null-flags bytes of a record: no C function hands them out
 #include "vgxbase/xbase.h"
 
 namespace vgx_test {
@@ -211,14 +210,16 @@ inline std::string value_mismatch(CODE4* c4, FIELD4* f, const std::string& value
 inline void compare_table(CODE4* c4, DATA4* d, const std::string& name, const DumpTable& t,
                           const RefusalLookup& refused = nullptr) {
   Mismatches bad(name);
-  const auto& header = d->header();
-  const xbase::table::FieldDesc* null_flags =
-      header.null_flags_field >= 0 ? &header.fields[size_t(header.null_flags_field)] : nullptr;
-  // The dump lists every descriptor; the engine hides the null-flags field.
+  // The dump lists every descriptor; the engine hides the null-flags field,
+  // whose bytes are read from the record at its offset (fields lie end to end).
   std::vector<FIELD4*> by_dump;
+  size_t null_flags_at = 0, null_flags_len = 0, offset = 1;
   int j = 0;
   for (const DumpField& df : t.fields) {
-    if (df.type == '0' && null_flags && same_name(df.name, null_flags->name)) {
+    offset += size_t(df.len);
+    if (df.type == '0' && same_name(df.name, "_NullFlags")) {
+      null_flags_at = offset - size_t(df.len);
+      null_flags_len = size_t(df.len);
       by_dump.push_back(nullptr);
       continue;
     }
@@ -263,7 +264,7 @@ inline void compare_table(CODE4* c4, DATA4* d, const std::string& name, const Du
       auto [raw, value] = split_token(tokens[i]);
       FIELD4* f = by_dump[i];
       if (f == nullptr) {
-        std::string got(d4recordLow(d) + null_flags->offset, null_flags->len);
+        std::string got(d4recordLow(d) + null_flags_at, null_flags_len);
         if (got != raw)
           bad.add(rec, "_NullFlags", "bytes " + to_hex(got) + ", reader " + to_hex(raw));
         continue;
