@@ -4,15 +4,14 @@
 #include <cstring>
 #include <unordered_set>
 
+#include "util/damage.h"
 #include "vgxbase/xbase.h"
 
 namespace xbase::index {
 
 namespace {
 
-Status corrupt(uint32_t page, const std::string& what) {
-  return Status(e4data, "index node at offset " + std::to_string(page) + ": " + what);
-}
+constexpr std::string_view kNode = "index node";
 
 size_t lower_bound(const Node& node, const SeekTarget& t) {
   // The target's first bytes as a number to compare with the keys' heads:
@@ -55,12 +54,12 @@ int compare_to_target(const uint8_t* key, uint32_t rec, const SeekTarget& t, siz
 
 Status BTree::load_child(const Node& parent, size_t slot, int depth, Node** out) {
   if (depth >= kMaxDepth)
-    return corrupt(parent.page, "the tree is deeper than any real index (a cycle?)");
+    return damaged_at(kNode, parent.page, "the tree is deeper than any real index (a cycle?)");
   const uint32_t child = parent.children[slot];
-  if (child == parent.page) return corrupt(parent.page, "a node names itself as its child");
+  if (child == parent.page) return damaged_at(kNode, parent.page, "a node names itself as its child");
   XB_TRY(store_.load(child, out));
   if ((*out)->key_len != parent.key_len)
-    return corrupt(child, "key length differs from its parent's");
+    return damaged_at(kNode, child, "key length differs from its parent's");
   return Status::ok();
 }
 
@@ -76,7 +75,7 @@ Status BTree::descend(const SeekTarget& target, Path* path) {
       path->depth = d + 1;
       return Status::ok();
     }
-    if (node->empty()) return corrupt(node->page, "an interior node without entries");
+    if (node->empty()) return damaged_at(kNode, node->page, "an interior node without entries");
     if (slot == node->count()) slot = node->count() - 1;
     level.slot = slot;
     XB_TRY(load_child(*node, slot, d + 1, &node));
@@ -92,9 +91,9 @@ Status BTree::descend_below(Path* path, int level, bool last) {
     Node* node = nullptr;
     XB_TRY(load_child(*up.node, up.slot, m, &node));
     if (node->leaf != (m == path->depth - 1))
-      return corrupt(node->page, "leaves at different depths");
+      return damaged_at(kNode, node->page, "leaves at different depths");
     if (!node->leaf && node->empty())
-      return corrupt(node->page, "an interior node without entries");
+      return damaged_at(kNode, node->page, "an interior node without entries");
     const size_t slot = !last ? 0 : node->leaf ? node->count() : node->count() - 1;
     path->levels[static_cast<size_t>(m)] = {node, slot};
   }
@@ -153,7 +152,7 @@ Status BTree::edge(bool last, Path* path) {
       path->depth = d + 1;
       break;
     }
-    if (node->empty()) return corrupt(node->page, "an interior node without entries");
+    if (node->empty()) return damaged_at(kNode, node->page, "an interior node without entries");
     level.slot = last ? node->count() - 1 : 0;
     XB_TRY(load_child(*node, level.slot, d + 1, &node));
   }
@@ -319,7 +318,7 @@ Status BTree::rebalance(Path* path, int level) {
   Node *l = nullptr, *r = nullptr;
   XB_TRY(load_child(*p, left_slot, level, &l));
   XB_TRY(load_child(*p, right_slot, level, &r));
-  if (l->leaf != r->leaf || l == r) return corrupt(p->page, "children of different kinds");
+  if (l->leaf != r->leaf || l == r) return damaged_at(kNode, p->page, "children of different kinds");
   Node merged = *l;
   for (size_t i = 0; i < r->count(); ++i)
     merged.append(r->key(i), r->recs[i], r->leaf ? kNoPage : r->children[i]);
@@ -532,7 +531,7 @@ Status BTree::check(TreeStats* stats) {
   std::vector<uint8_t> prev_key(kl);
   for (int depth = 0; !pages.empty(); ++depth) {
     if (depth >= kMaxDepth)
-      return corrupt(pages[0], "the tree is deeper than any real index (a cycle?)");
+      return damaged_at(kNode, pages[0], "the tree is deeper than any real index (a cycle?)");
     std::vector<uint32_t> next_pages;
     std::vector<uint8_t> next_keys;
     std::vector<uint32_t> next_recs;
@@ -542,25 +541,25 @@ Status BTree::check(TreeStats* stats) {
     for (size_t i = 0; i < pages.size(); ++i) {
       const uint32_t page = pages[i];
       if (!seen.insert(page).second || seen.size() > max_pages)
-        return corrupt(page, "the page is reached twice");
+        return damaged_at(kNode, page, "the page is reached twice");
       Node* node = nullptr;
       XB_TRY(store_.load(page, &node));
       if (i == 0) level_leaf = node->leaf;
-      if (node->leaf != level_leaf) return corrupt(page, "leaves at different depths");
-      if (node->key_len != kl) return corrupt(page, "wrong key length");
-      if (node->empty() && depth > 0) return corrupt(page, "an empty node below the root");
-      if (!node->leaf && node->empty()) return corrupt(page, "an interior node without entries");
+      if (node->leaf != level_leaf) return damaged_at(kNode, page, "leaves at different depths");
+      if (node->key_len != kl) return damaged_at(kNode, page, "wrong key length");
+      if (node->empty() && depth > 0) return damaged_at(kNode, page, "an empty node below the root");
+      if (!node->leaf && node->empty()) return damaged_at(kNode, page, "an interior node without entries");
       if (node->root != (depth == 0))
-        return corrupt(page, depth == 0 ? "the root is not marked as root"
+        return damaged_at(kNode, page, depth == 0 ? "the root is not marked as root"
                                         : "a node below the root is marked as root");
       const uint32_t want_left = i == 0 ? kNoPage : pages[i - 1];
       const uint32_t want_right = i + 1 == pages.size() ? kNoPage : pages[i + 1];
       if (node->left != want_left || node->right != want_right)
-        return corrupt(page, "wrong sibling links");
+        return damaged_at(kNode, page, "wrong sibling links");
       for (size_t e = 0; e < node->count(); ++e) {
         if (have_prev &&
             compare_entry(prev_key.data(), prev_rec, node->key(e), node->recs[e], kl) >= 0)
-          return corrupt(page, "entries out of order at entry " + std::to_string(e));
+          return damaged_at(kNode, page, "entries out of order at entry " + std::to_string(e));
         std::memcpy(prev_key.data(), node->key(e), kl);
         prev_rec = node->recs[e];
         have_prev = true;
@@ -574,7 +573,7 @@ Status BTree::check(TreeStats* stats) {
         const size_t last = node->count() - 1;
         if (compare_entry(node->key(last), node->recs[last], expect_keys.data() + i * kl,
                           expect_recs[i], kl) != 0)
-          return corrupt(page, "its parent's entry is not its highest entry");
+          return damaged_at(kNode, page, "its parent's entry is not its highest entry");
       }
       if (node->leaf) {
         ++stats->leaves;

@@ -6,6 +6,7 @@
 
 #include "io/endian.h"
 #include "memo/memo_layout.h"
+#include "util/damage.h"
 #include "vgxbase/xbase.h"
 
 namespace xbase::memo {
@@ -22,10 +23,9 @@ uint64_t ceil_div(uint64_t a, uint64_t b) { return a / b + (a % b != 0); }
 
 }  // namespace
 
-Status MemoFile::corrupt(uint32_t block, const std::string& what) const {
-  return Status(e4data, "memo file " + file_.path() + ": block " + std::to_string(block) +
-                            " (offset " + std::to_string(uint64_t(block) * block_size_) +
-                            "): " + what);
+std::string MemoFile::block_place(uint32_t block) const {
+  return "memo file " + file_.path() + ": block " + std::to_string(block) + " (offset " +
+         std::to_string(uint64_t(block) * block_size_) + ")";
 }
 
 Status MemoFile::open(std::unique_ptr<io::File> file, MemoKind kind, std::unique_ptr<MemoFile>* out) {
@@ -40,11 +40,11 @@ Status MemoFile::read_header() {
   size_t got = 0;
   XB_TRY(file_.read(0, header, header_fields_len(kind_), &got));
   if (got < header_fields_len(kind_))
-    return Status(e4data, "memo file " + file_.path() + ": the header is cut short (" +
-                              std::to_string(got) + " bytes)");
+    return damaged("memo file " + file_.path(),
+                   "the header is cut short (" + std::to_string(got) + " bytes)");
   const char* why = "";
   if (!parse_block_size(kind_, header, &block_size_, &why))
-    return Status(e4data, "memo file " + file_.path() + ": " + why);
+    return damaged("memo file " + file_.path(), why);
   return Status::ok();
 }
 
@@ -130,9 +130,9 @@ Status MemoFile::scan_terminated(uint64_t offset, uint64_t file_size, Extent* ex
 }
 
 Status MemoFile::locate(uint32_t block, uint64_t file_size, Extent* ext, std::string* data) {
-  if (block < first_data_block()) return corrupt(block, "the reference lies inside the header");
+  if (block < first_data_block()) return damaged(block_place(block), "the reference lies inside the header");
   uint64_t offset = uint64_t(block) * block_size_;
-  if (offset >= file_size) return corrupt(block, "the reference lies past the end of the file");
+  if (offset >= file_size) return damaged(block_place(block), "the reference lies past the end of the file");
   if (kind_ == MemoKind::kDbt3) return scan_terminated(offset, file_size, ext, data);
 
   uint8_t head[kBlockHeaderBytes];
@@ -145,25 +145,25 @@ Status MemoFile::locate(uint32_t block, uint64_t file_size, Extent* ext, std::st
     // value of those few bytes.
     static constexpr uint8_t kMark[4] = {0xFF, 0xFF, 0x08, 0x00};
     if (got < sizeof head && std::equal(head, head + std::min<size_t>(got, 4), kMark))
-      return corrupt(block, "the memo block header is cut short");
+      return damaged(block_place(block), "the memo block header is cut short");
     // Files written the dBASE III way beside a dBASE IV table exist; their
     // memos have no block header and end at 0x1A.
     if (got < sizeof head || !decode_dbt4_block(head, &total))
       return scan_terminated(offset, file_size, ext, data);
     if (total < kBlockHeaderBytes)
-      return corrupt(block, "the memo length " + std::to_string(total) + " is below 8");
+      return damaged(block_place(block), "the memo length " + std::to_string(total) + " is below 8");
     ext->data_len = total - kBlockHeaderBytes;
     ext->type = kFptText;
   } else {
-    if (got < sizeof head) return corrupt(block, "the memo block header is cut short");
+    if (got < sizeof head) return damaged(block_place(block), "the memo block header is cut short");
     ext->type = io::load_u32be(head);
     ext->data_len = io::load_u32be(head + 4);
   }
   if (kBlockHeaderBytes + ext->data_len > room)
-    return corrupt(block, "the memo length " + std::to_string(ext->data_len) +
-                              " runs past the end of the file");
+    return damaged(block_place(block),
+                   "the memo length " + std::to_string(ext->data_len) + " runs past the end of the file");
   if (ext->data_len > kMaxMemoBytes)
-    return corrupt(block, "the memo length " + std::to_string(ext->data_len) + " is too large");
+    return damaged(block_place(block), "the memo length " + std::to_string(ext->data_len) + " is too large");
   ext->data_offset = offset + kBlockHeaderBytes;
   ext->used = kBlockHeaderBytes + ext->data_len;
   ext->scanned = false;

@@ -100,7 +100,8 @@ class MemoFile {
   // memos collect their data into `data` (when given) while being scanned.
   Status locate(uint32_t block, uint64_t file_size, Extent* ext, std::string* data);
   Status scan_terminated(uint64_t offset, uint64_t file_size, Extent* ext, std::string* data);
-  Status corrupt(uint32_t block, const std::string& what) const;
+  // "memo file <path>: block <n> (offset <o>)", where damage is reported.
+  std::string block_place(uint32_t block) const;
 
   io::CachedFile file_;
   MemoKind kind_;

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "io/endian.h"
+#include "util/damage.h"
 #include "vgxbase/xbase.h"
 
 namespace xbase::table {
@@ -17,7 +18,7 @@ constexpr size_t kLevel5Desc = 32;
 constexpr size_t kLevel7Header = 68;
 constexpr size_t kLevel7Desc = 48;
 
-Status bad(const std::string& what) { return Status(e4data, "damaged table header: " + what); }
+constexpr std::string_view kHeader = "damaged table header";
 
 bool family_of(uint8_t version, Family* family, int* level) {
   *level = 5;
@@ -93,7 +94,7 @@ Status assign_null_bits(TableHeader* h) {
     return Status::ok();
   }
   if (uint32_t(bit) > h->fields[size_t(h->null_flags_field)].len * 8)
-    return bad("the null-flags field is too short for its fields");
+    return damaged(kHeader, "the null-flags field is too short for its fields");
   return Status::ok();
 }
 
@@ -138,9 +139,10 @@ Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableH
   h.code_page = data[29];
   const size_t first = h.level == 7 ? kLevel7Header : kLevel5Header;
   const size_t slot = h.level == 7 ? kLevel7Desc : kLevel5Desc;
-  if (h.header_len < first + 1) return bad("header length " + std::to_string(h.header_len) + " is too small");
-  if (size < h.header_len) return bad("the file ends inside its header");
-  if (h.record_len < 1) return bad("record length 0 leaves no room for the deletion flag");
+  if (h.header_len < first + 1)
+    return damaged(kHeader, "header length " + std::to_string(h.header_len) + " is too small");
+  if (size < h.header_len) return damaged(kHeader, "the file ends inside its header");
+  if (h.record_len < 1) return damaged(kHeader, "record length 0 leaves no room for the deletion flag");
 
   std::vector<uint8_t> byte17;  // raw decimals bytes, for the Clipper long-C rule
   for (size_t pos = first; pos + slot <= h.header_len; pos += slot) {
@@ -167,8 +169,8 @@ Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableH
         f.autoinc_step = d[23];
       }
     }
-    if (f.name.empty()) return bad("field " + std::to_string(h.fields.size() + 1) + " has no name");
-    if (f.type < 0x20 || f.type > 0x7E) return bad("field " + f.name + " has an unreadable type");
+    if (f.name.empty()) return damaged(kHeader, "field " + std::to_string(h.fields.size() + 1) + " has no name");
+    if (f.type < 0x20 || f.type > 0x7E) return damaged(kHeader, "field " + f.name + " has an unreadable type");
     h.fields.push_back(std::move(f));
   }
   // A table without fields, and fields of width 0, exist in the wild: they
@@ -214,7 +216,7 @@ Status parse_header(const uint8_t* data, size_t size, uint64_t file_size, TableH
     if (!displacements) f.offset = at;
     at += f.len;
     if (uint64_t(f.offset) + f.len > h.record_len)
-      return bad("field " + f.name + " runs past the record length " + std::to_string(h.record_len));
+      return damaged(kHeader, "field " + f.name + " runs past the record length " + std::to_string(h.record_len));
   }
 
   for (size_t i = 0; i < h.fields.size(); ++i) {

@@ -7,6 +7,7 @@
 #include "index/cdx/cdx_layout.h"
 #include "index/cdx/cdx_node_codec.h"
 #include "io/endian.h"
+#include "util/damage.h"
 #include "vgxbase/xbase.h"
 
 namespace xbase::index::cdx {
@@ -35,9 +36,7 @@ void store_le(uint8_t* p, size_t n, uint64_t v) {
   }
 }
 
-Status bad_leaf(uint64_t at, const std::string& what) {
-  return Status(e4data, "index leaf at offset " + std::to_string(at) + ": " + what);
-}
+constexpr std::string_view kLeaf = "index leaf";
 
 }  // namespace
 
@@ -88,13 +87,13 @@ Status CdxNodeCodec::decode_leaf(std::span<const uint8_t> page, uint64_t at, Nod
                 trail_bits = p[kLeafTrailBits];
   const size_t e = p[kLeafEntryBytes];
   if (count > 0) {
-    if (e == 0 || e > 8) return bad_leaf(at, "entry size " + std::to_string(e) + " is impossible");
+    if (e == 0 || e > 8) return damaged_at(kLeaf, at, "entry size " + std::to_string(e) + " is impossible");
     if (size_t{rec_bits} + dup_bits + trail_bits > e * 8)
-      return bad_leaf(at, "bit widths exceed the entry size");
-    if (dup_bits > 16 || trail_bits > 16) return bad_leaf(at, "impossible bit widths");
+      return damaged_at(kLeaf, at, "bit widths exceed the entry size");
+    if (dup_bits > 16 || trail_bits > 16) return damaged_at(kLeaf, at, "impossible bit widths");
   }
   if (count * e > kLeafSpace)
-    return bad_leaf(at, std::to_string(count) + " entries do not fit the page");
+    return damaged_at(kLeaf, at, std::to_string(count) + " entries do not fit the page");
   out->keys.resize(count * key_len_);
   out->touched();
   out->recs.resize(count);
@@ -108,10 +107,10 @@ Status CdxNodeCodec::decode_leaf(std::span<const uint8_t> page, uint64_t at, Nod
     const size_t dup = (v >> rec_bits) & dup_mask;
     const size_t trail = (v >> (rec_bits + dup_bits)) & trail_mask;
     if (dup + trail > key_len_)
-      return bad_leaf(at, "entry " + std::to_string(i) + " is longer than a key");
-    if (dup > 0 && prev == nullptr) return bad_leaf(at, "the first key shares bytes with no key");
+      return damaged_at(kLeaf, at, "entry " + std::to_string(i) + " is longer than a key");
+    if (dup > 0 && prev == nullptr) return damaged_at(kLeaf, at, "the first key shares bytes with no key");
     const size_t fresh = key_len_ - dup - trail;
-    if (pos < entries_end + fresh) return bad_leaf(at, "key bytes run into the entries");
+    if (pos < entries_end + fresh) return damaged_at(kLeaf, at, "key bytes run into the entries");
     pos -= fresh;
     uint8_t* key = out->key(i);
     if (dup > 0) std::memcpy(key, prev, dup);

@@ -6,6 +6,7 @@
 
 #include "index/cdx/cdx_layout.h"
 #include "io/endian.h"
+#include "util/damage.h"
 #include "vgxbase/xbase.h"
 
 namespace xbase::index::cdx {
@@ -34,8 +35,7 @@ Status CdxNodeCodec::decode_interior(std::span<const uint8_t> page, uint64_t at,
   const size_t count = io::load_u16le(p + kNodeCount);
   const size_t entry = key_len_ + 8;
   if (count * entry > kInteriorSpace)
-    return Status(e4data, "index node at offset " + std::to_string(at) + ": " +
-                              std::to_string(count) + " entries do not fit the page");
+    return damaged_at("index node", at, std::to_string(count) + " entries do not fit the page");
   out->keys.resize(count * key_len_);
   out->touched();
   out->recs.resize(count);

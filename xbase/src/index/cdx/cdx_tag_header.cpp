@@ -6,15 +6,14 @@
 
 #include "index/cdx/cdx_layout.h"
 #include "io/endian.h"
+#include "util/damage.h"
 #include "vgxbase/xbase.h"
 
 namespace xbase::index::cdx {
 
 namespace {
 
-Status bad_header(uint64_t at, const std::string& what) {
-  return Status(e4data, "index tag header at offset " + std::to_string(at) + ": " + what);
-}
+constexpr std::string_view kTagHeader = "index tag header";
 
 // An expression of the pool: `len` bytes at `offset` with its NUL.
 Status pool_text(const uint8_t* pool, size_t offset, size_t len, uint64_t at, const char* what,
@@ -22,7 +21,7 @@ Status pool_text(const uint8_t* pool, size_t offset, size_t len, uint64_t at, co
   out->clear();
   if (len == 0) return Status::ok();
   if (offset > kPoolSize || len > kPoolSize - offset)
-    return bad_header(at, std::string("the ") + what + " expression lies outside the header");
+    return damaged_at(kTagHeader, at, std::string("the ") + what + " expression lies outside the header");
   const uint8_t* s = pool + offset;
   size_t n = 0;
   while (n < len && s[n] != 0) ++n;
@@ -33,7 +32,7 @@ Status pool_text(const uint8_t* pool, size_t offset, size_t len, uint64_t at, co
 }  // namespace
 
 Status parse_tag_header(std::span<const uint8_t> bytes, uint64_t at, CdxTagHeader* out) {
-  if (bytes.size() < kHeaderSize) return bad_header(at, "cut short by the end of the file");
+  if (bytes.size() < kHeaderSize) return damaged_at(kTagHeader, at, "cut short by the end of the file");
   const uint8_t* h = bytes.data();
   CdxTagHeader t;
   t.root = io::load_u32le(h + kHdrRoot);
@@ -43,7 +42,7 @@ Status parse_tag_header(std::span<const uint8_t> bytes, uint64_t at, CdxTagHeade
   t.options = h[kHdrOptions];
   t.signature = h[kHdrSignature];
   if (t.key_len == 0 || t.key_len > kMaxKeyLen)
-    return bad_header(at, "key length " + std::to_string(t.key_len) + " is impossible");
+    return damaged_at(kTagHeader, at, "key length " + std::to_string(t.key_len) + " is impossible");
   for (size_t i = 0; i < kHdrCollationLen && h[kHdrCollation + i] != 0; ++i)
     t.collation.push_back(static_cast<char>(std::toupper(h[kHdrCollation + i])));
   t.descending = io::load_u16le(h + kHdrDescending) != 0;
