@@ -8,14 +8,16 @@ namespace vg {
 namespace {
 
 using testing::on;
+using testing::raised;
 
-constexpr long kClientFoxBuild = 0x01;  // no desk-top bit
+// code4connect's answer when this process is connected already.
+constexpr int kAlreadyConnected = 150;
 
-// A recording, with a VGEnv that read the client build's flags.
+// A recording, with a VGEnv that read the flags of a client build (no desk-top bit).
 class ClientServer : public ::testing::Test {
  protected:
   ClientServer() {
-    rec_.stand_in.build_flags = kClientFoxBuild;
+    rec_.stand_in.build_flags = u4formatFox;
     env_.emplace();
     rec_.clear();  // the new VGEnv's u4switch
   }
@@ -24,13 +26,8 @@ class ClientServer : public ::testing::Test {
   std::optional<testing::FreshEnv> env_;  // goes first: engines of a test are gone by then
 };
 
-TEST_F(ClientServer, EnvSeesAClientServerModel) {
-  EXPECT_EQ(VGEnv->BuildFlags(), 0x01u);
-  EXPECT_EQ(VGEnv->GetDataBaseModel(), dmClientServer);
-}
-
-TEST_F(ClientServer, StartConnectsWithTheCopiedIdentity) {
-  rec_.stand_in.connect_result = 0;
+TEST_F(ClientServer, StartConnectsWithTheCopiedIdentityBeforeConfiguring) {
+  rec_.stand_in.connect_result = r4success;
   TVGEngine engine(nullptr);
   engine.SetServerId("DATAHOST");
   engine.SetUserId("clerk");
@@ -38,7 +35,6 @@ TEST_F(ClientServer, StartConnectsWithTheCopiedIdentity) {
   int fired = 0;
   engine.OnConnect = [&](TObject*) { ++fired; };
   engine.Start();
-  EXPECT_TRUE(engine.Started());
   EXPECT_TRUE(engine.Connected());
   EXPECT_EQ(fired, 1);
   const auto texts = rec_.texts();
@@ -49,45 +45,28 @@ TEST_F(ClientServer, StartConnectsWithTheCopiedIdentity) {
   EXPECT_EQ(texts[2], on(engine, "code4autoOpen", {"0"}));
 }
 
-TEST_F(ClientServer, AnswerOneHundredFiftyIsNoError) {
-  rec_.stand_in.connect_result = 150;
-  TVGEngine engine(nullptr);
-  EXPECT_NO_THROW(engine.Start());
-  EXPECT_TRUE(engine.Connected());
-}
-
-TEST_F(ClientServer, WithoutConnectOnStartStartsUnconnected) {
-  rec_.stand_in.connect_result = 0;
-  TVGEngine engine(nullptr);
-  engine.SetConnectOnStart(false);
-  engine.Start();
-  EXPECT_TRUE(engine.Started());
-  EXPECT_FALSE(engine.Connected());
-  EXPECT_TRUE(rec_.recorder.named("code4connect").empty());
-  engine.Connect();
-  EXPECT_TRUE(engine.Connected());
-  EXPECT_EQ(rec_.recorder.named("code4connect").size(), 1u);
-}
-
-TEST_F(ClientServer, FailedConnectClearsTheCodeAndRaisesWithTheServer) {
-  rec_.stand_in.connect_result = -190;
-  TVGEngine engine(nullptr);
-  engine.SetConnectOnStart(false);
-  engine.Start();
-  rec_.clear();
-  try {
-    engine.Connect();
-    FAIL() << "Connect succeeded";
-  } catch (const EVGEngineError& e) {
-    EXPECT_EQ(e.Message(), "Could not connect to server: S4SERVER");
+TEST_F(ClientServer, ConnectOnlyOnSuccessOrAlreadyConnectedElseClearTheCodeAndRaise) {
+  const int answers[] = {r4success, kAlreadyConnected, r4eof, e4notSupported};
+  for (const int answer : answers) {
+    rec_.stand_in.connect_result = answer;
+    TVGEngine engine(nullptr);
+    engine.SetConnectOnStart(false);
+    engine.Start();
+    EXPECT_FALSE(engine.Connected());
+    rec_.clear();
+    const bool connects = answer == r4success || answer == kAlreadyConnected;
+    EXPECT_EQ(raised<EVGEngineError>([&] { engine.Connect(); }),
+              connects ? "<none>" : "Could not connect to server: S4SERVER") << answer;
+    EXPECT_EQ(engine.Connected(), connects) << answer;
+    std::vector<std::string> calls = {
+        on(engine, "code4connect", {"S4SERVER", "23165", "", "", "C4SOCK.DLL"})};
+    if (!connects) calls.push_back(on(engine, "code4errorCode", {"0"}));
+    EXPECT_EQ(rec_.texts(), calls) << answer;
   }
-  EXPECT_FALSE(engine.Connected());
-  EXPECT_EQ(rec_.names(), (std::vector<std::string>{"code4connect", "code4errorCode"}));
-  EXPECT_EQ(rec_.texts().back(), on(engine, "code4errorCode", {"0"}));
 }
 
 TEST_F(ClientServer, ConnectFailureInsideStartLeavesItStoppedAndNextStartInitsAgain) {
-  rec_.stand_in.connect_result = 5;
+  rec_.stand_in.connect_result = r4eof;
   TVGEngine engine(nullptr);
   EXPECT_THROW(engine.Start(), EVGEngineError);
   EXPECT_FALSE(engine.Started());
@@ -97,7 +76,7 @@ TEST_F(ClientServer, ConnectFailureInsideStartLeavesItStoppedAndNextStartInitsAg
   EXPECT_TRUE(VGEnv->EngineList().empty());
   EXPECT_EQ(engine.GetIndexExt(), "CDX") << "the context answers";
 
-  rec_.stand_in.connect_result = 0;
+  rec_.stand_in.connect_result = r4success;
   rec_.clear();
   engine.Start();
   EXPECT_TRUE(engine.Started());
@@ -112,21 +91,18 @@ TEST(BuildFlags, ModelAndFormatFollowTheBits) {
     TDataBaseModel model;
     TDLLFormat format;
   };
+  // The highest format bit decides; 0x08 marks a client build.
   for (const Case& c : {Case{0x83, dmDeskTop, DLLClipper}, Case{0x0F, dmClientServer, DLLClient},
                         Case{0, dmClientServer, DLLUnknown}, Case{0x81, dmDeskTop, DLLFox},
                         Case{0x85, dmDeskTop, DLLDBase}, Case{0x80, dmDeskTop, DLLUnknown}}) {
     testing::Recording rec;
     rec.stand_in.build_flags = c.flags;
     testing::FreshEnv env;
-    EXPECT_EQ(VGEnv->GetDataBaseModel(), c.model) << c.flags;
-    EXPECT_EQ(VGEnv->GetDLLFormat(), c.format) << c.flags;
     TVGGlobals globals(nullptr);
-    EXPECT_EQ(globals.GetDataBaseModel(), c.model);
-    EXPECT_EQ(globals.GetDLLFormat(), c.format);
+    EXPECT_EQ(globals.GetDataBaseModel(), c.model) << c.flags;
+    EXPECT_EQ(globals.GetDLLFormat(), c.format) << c.flags;
   }
-}
-
-TEST(BuildFlags, RealEngineIsADeskTopBuildWithOneFormat) {
+  // The real engine: a desk-top build with one format.
   EXPECT_EQ(VGEnv->BuildFlags(), static_cast<uint32_t>(u4switch()));
   EXPECT_EQ(VGEnv->GetDataBaseModel(), dmDeskTop);
   EXPECT_NE(VGEnv->GetDLLFormat(), DLLUnknown);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 
 #include "engine_test_support.h"
 #include "framework/sys_utils.h"
@@ -20,53 +21,58 @@ bool listed(const std::vector<TVGDataBase*>& list, const TVGDataBase* database) 
 
 void touch(const std::string& file) { std::ofstream(file) << "NAME C 10\n"; }
 
-TEST(Database, StartingValuesAndRegistration) {
-  FreshEnv fresh;
-  {
-    TVGDataBase database(nullptr);
-    EXPECT_TRUE(database.Safety());
-    EXPECT_EQ(database.DataPath(), "");
-    EXPECT_EQ(database.IndexPath(), "");
-    EXPECT_EQ(database.DesignPath(), "");
-    EXPECT_EQ(database.StruFile(), "Stru.txt");
-    EXPECT_EQ(database.VGEngine(), nullptr);
-    EXPECT_TRUE(database.OpenSources().empty());
-    EXPECT_EQ(VGEnv->DatabaseList(), std::vector<TVGDataBase*>{&database});
-  }
-  EXPECT_TRUE(VGEnv->DatabaseList().empty());
+// What a database tells its sources about where their files are.
+std::string settings(const TVGDataBase& database) {
+  return database.Name() + "|" + database.DataPath() + "|" + database.IndexPath() + "|" +
+         database.DesignPath() + "|" + engine_api::pointer_text(database.VGEngine());
 }
 
-TEST(Database, FoldersGetATrailingSlashAndAChangeClosesTheTables) {
+TEST(Database, ChangesThatMoveTheTablesCloseThemFirstAndRepeatsCloseNothing) {
+  FreshEnv fresh;
+  TVGEngine engine(nullptr);
+  const std::pair<const char*, std::function<void(TVGDataBase&)>> changes[] = {
+      {"data path", [](TVGDataBase& d) { d.SetDataPath("/data/"); }},
+      {"index path", [](TVGDataBase& d) { d.SetIndexPath("/index/"); }},
+      {"design path", [](TVGDataBase& d) { d.SetDesignPath("design/"); }},
+      {"name", [](TVGDataBase& d) { d.SetName("Sales"); }},
+      {"engine", [&](TVGDataBase& d) { d.SetVGEngine(&engine); }},
+  };
+  for (const auto& [what, change] : changes) {
+    TVGDataBase database(nullptr);
+    FakeSource source(database, "CUST", nullptr);
+    source.Open();
+    const std::string before = settings(database);
+    source.on_close = [&] { EXPECT_EQ(settings(database), before) << what << ": closed late"; };
+    change(database);
+    EXPECT_EQ(source.closes, 1) << what;
+    EXPECT_TRUE(database.OpenSources().empty()) << what;
+    source.on_close = nullptr;
+    source.Open();
+    change(database);
+    EXPECT_EQ(source.closes, 1) << what << " set again";
+    database.SetVGEngine(nullptr);
+  }
+}
+
+TEST(Database, FoldersGetATrailingSlash) {
   FreshEnv fresh;
   TVGDataBase database(nullptr);
+  // "" stays empty, and a change of case alone is a change.
+  const std::pair<const char*, const char*> cases[] = {
+      {"", ""}, {"/", "/"}, {"idx", "idx/"}, {"/design/", "/design/"}, {"/Design/", "/Design/"}};
+  for (const auto& [given, stored] : cases) {
+    database.SetDataPath(given);
+    database.SetIndexPath(given);
+    database.SetDesignPath(given);
+    EXPECT_EQ(database.DataPath(), stored);
+    EXPECT_EQ(database.IndexPath(), stored);
+    EXPECT_EQ(database.DesignPath(), stored);
+  }
+  // The given text is compared, not the stored one: "/Design" again closes the tables.
   FakeSource source(database, "CUST", nullptr);
   source.Open();
-
-  database.SetDataPath("/data");
-  EXPECT_EQ(database.DataPath(), "/data/");
+  database.SetDataPath("/Design");
   EXPECT_EQ(source.closes, 1);
-  EXPECT_TRUE(database.OpenSources().empty());
-
-  source.Open();
-  database.SetDataPath("/data/");  // what is stored: nothing happens
-  EXPECT_EQ(source.closes, 1);
-  EXPECT_EQ(database.OpenSources().size(), 1u);
-
-  database.SetDataPath("/data");  // differs from the stored "/data/"
-  EXPECT_EQ(source.closes, 2);
-  EXPECT_EQ(database.DataPath(), "/data/");
-
-  database.SetDataPath("");
-  EXPECT_EQ(database.DataPath(), "");
-  database.SetDataPath("/");
-  EXPECT_EQ(database.DataPath(), "/");
-
-  database.SetIndexPath("idx");
-  EXPECT_EQ(database.IndexPath(), "idx/");
-  database.SetDesignPath("/design/");
-  EXPECT_EQ(database.DesignPath(), "/design/");
-  database.SetDesignPath("/Design/");  // compared by case
-  EXPECT_EQ(database.DesignPath(), "/Design/");
 }
 
 TEST(Database, CloseFilesClosesLastFirst) {
@@ -81,109 +87,73 @@ TEST(Database, CloseFilesClosesLastFirst) {
   c.Open();
   database.CloseFiles();
   EXPECT_EQ(journal, (std::vector<std::string>{"close C", "close B", "close A"}));
-  database.CloseFiles();
-  EXPECT_EQ(journal.size(), 3u);
 }
 
-TEST(Database, RenamingClosesTheTablesFirst) {
-  FreshEnv fresh;
-  TVGDataBase database(nullptr);
-  FakeSource source(database, "CUST", nullptr);
-  source.Open();
-  std::string name_when_closed = "?";
-  source.on_close = [&] { name_when_closed = database.Name(); };
-  database.SetName("Sales");
-  EXPECT_EQ(database.Name(), "Sales");
-  EXPECT_EQ(name_when_closed, "");
-  source.Open();
-  database.SetName("Sales");
-  EXPECT_EQ(source.closes, 1);
-}
-
-TEST(DatabaseEngine, AttachingMovesBetweenEngineListsAndClosesOnlyOnChange) {
+TEST(DatabaseEngine, AttachingMovesTheDatabaseBetweenEngineLists) {
   FreshEnv fresh;
   TVGEngine first(nullptr);
   TVGEngine second(nullptr);
   TVGDataBase database(nullptr);
-  FakeSource source(database, "CUST", nullptr);
-  source.Open();
-
   database.SetVGEngine(&first);
-  EXPECT_EQ(source.closes, 1);
+  database.SetVGEngine(&first);
   EXPECT_EQ(first.Databases(), std::vector<TVGDataBase*>{&database});
-  source.Open();
-  database.SetVGEngine(&first);
-  EXPECT_EQ(source.closes, 1) << "the same engine again closes nothing";
-  EXPECT_EQ(first.Databases().size(), 1u);
-
   database.SetVGEngine(&second);
-  EXPECT_EQ(source.closes, 2);
   EXPECT_TRUE(first.Databases().empty());
   EXPECT_EQ(second.Databases(), std::vector<TVGDataBase*>{&database});
-
   database.SetVGEngine(nullptr);
   EXPECT_TRUE(second.Databases().empty());
-  EXPECT_EQ(database.VGEngine(), nullptr);
 }
 
-TEST(DatabaseEngine, DestroyingTheEngineDetachesEveryDatabase) {
-  FreshEnv fresh;
-  TVGDataBase one(nullptr);
-  TVGDataBase two(nullptr);
-  std::vector<std::string> journal;
-  FakeSource a(one, "A", &journal);
-  FakeSource b(two, "B", &journal);
-  {
-    TVGEngine engine(nullptr);
-    one.SetVGEngine(&engine);
-    two.SetVGEngine(&engine);
-    engine.Start();
-    a.Open();
-    b.Open();
+// Two databases on one started engine, each with an open source.
+class TwoDatabases : public ::testing::Test {
+ protected:
+  TwoDatabases() {
+    engine_.emplace(nullptr);
+    one_.SetVGEngine(&*engine_);
+    two_.SetVGEngine(&*engine_);
+    engine_->Start();
+    a_.Open();
+    b_.Open();
   }
-  EXPECT_EQ(one.VGEngine(), nullptr);
-  EXPECT_EQ(two.VGEngine(), nullptr);
-  // Stopping closed both databases' tables, first database first.
-  EXPECT_EQ(journal, (std::vector<std::string>{"close A", "close B"}));
-  EXPECT_TRUE(VGEnv->EngineList().empty());
-  EXPECT_EQ(VGEnv->DatabaseList().size(), 2u);
-}
 
-TEST(DatabaseEngine, DestroyingTheDatabaseLeavesBothLists) {
-  FreshEnv fresh;
-  TVGEngine engine(nullptr);
-  auto keeper = std::make_unique<TVGDataBase>(nullptr);
-  TVGDataBase* database = keeper.get();
-  database->SetVGEngine(&engine);
-  FakeSource source(*database, "CUST", nullptr);
-  source.Open();
-  keeper.reset();
-  EXPECT_EQ(source.closes, 1);
-  EXPECT_FALSE(listed(engine.Databases(), database));
-  EXPECT_FALSE(listed(VGEnv->DatabaseList(), database));
-}
+  FreshEnv fresh_;
+  TVGDataBase one_{nullptr};
+  TVGDataBase two_{nullptr};
+  std::vector<std::string> journal_;
+  FakeSource a_{one_, "A", &journal_};
+  FakeSource b_{two_, "B", &journal_};
+  std::optional<TVGEngine> engine_;
+};
 
-TEST(DatabaseEngine, EngineCloseFilesClosesDatabasesInOrderThenTheContext) {
-  FreshEnv fresh;
+TEST_F(TwoDatabases, EngineCloseFilesClosesDatabasesInOrderThenTheContext) {
   Recording rec;
-  TVGEngine engine(nullptr);
-  TVGDataBase one(nullptr);
-  TVGDataBase two(nullptr);
-  one.SetVGEngine(&engine);
-  two.SetVGEngine(&engine);
-  engine.Start();
-  std::vector<std::string> journal;
-  FakeSource a(one, "A", &journal);
-  FakeSource b(two, "B", &journal);
-  a.Open();
-  b.Open();
-  rec.clear();
   bool engine_called_before_sources = false;
-  a.on_close = b.on_close = [&] { engine_called_before_sources |= !rec.recorder.empty(); };
-  engine.CloseFiles();
-  EXPECT_EQ(journal, (std::vector<std::string>{"close A", "close B"}));
+  a_.on_close = b_.on_close = [&] { engine_called_before_sources |= !rec.recorder.empty(); };
+  engine_->CloseFiles();
+  EXPECT_EQ(journal_, (std::vector<std::string>{"close A", "close B"}));
   EXPECT_FALSE(engine_called_before_sources);
-  EXPECT_EQ(rec.texts(), std::vector<std::string>{testing::on(engine, "code4close")});
+  EXPECT_EQ(rec.texts(), std::vector<std::string>{testing::on(*engine_, "code4close")});
+}
+
+TEST_F(TwoDatabases, DestroyingTheEngineClosesAndDetachesEveryDatabase) {
+  engine_.reset();
+  EXPECT_EQ(journal_, (std::vector<std::string>{"close A", "close B"}));
+  EXPECT_EQ(one_.VGEngine(), nullptr);
+  EXPECT_EQ(two_.VGEngine(), nullptr);
+  EXPECT_TRUE(VGEnv->EngineList().empty());
+}
+
+TEST_F(TwoDatabases, DestroyingADatabaseClosesItsTablesAndLeavesBothLists) {
+  auto three = std::make_unique<TVGDataBase>(nullptr);
+  TVGDataBase* gone = three.get();
+  three->SetVGEngine(&*engine_);
+  FakeSource source(*three, "C", &journal_);
+  source.Open();
+  EXPECT_TRUE(listed(VGEnv->DatabaseList(), gone));
+  three.reset();
+  EXPECT_EQ(journal_, std::vector<std::string>{"close C"});
+  EXPECT_EQ(engine_->Databases(), (std::vector<TVGDataBase*>{&one_, &two_}));
+  EXPECT_FALSE(listed(VGEnv->DatabaseList(), gone));
 }
 
 TEST(DatabaseEngine, AliasSearchIgnoresCaseAndStopsAtTheFirstMatch) {
@@ -209,63 +179,55 @@ TEST(DatabaseEngine, AliasSearchIgnoresCaseAndStopsAtTheFirstMatch) {
   EXPECT_FALSE(engine.IsAliasOpen("customer")) << "closed sources are not searched";
 }
 
-class StruFile : public ::testing::Test {
- protected:
-  // Files made in the program's own folder, removed again.
-  std::string in_program_folder(const std::string& name) {
-    const std::string file = ExecutableFolder() + name;
-    touch(file);
-    made_.push_back(file);
-    return file;
-  }
-  ~StruFile() override {
-    for (const auto& file : made_) std::remove(file.c_str());
-  }
-
-  FreshEnv fresh_;
-  testing::TempFolder folder_{"stru_file"};
-  std::vector<std::string> made_;
+// Where GetFullStruFile finds the structure file. "{T}" stands for a folder of the test's own,
+// "{P}" for the program's folder; the file the structure file's name names is made in either.
+struct StruCase {
+  const char* name;
+  bool designing;
+  const char* design_path;
+  const char* stru_file;
+  bool in_test_folder;
+  bool in_program_folder;
+  const char* expected;
 };
 
-TEST_F(StruFile, AtRunTimeTheProgramsFolderIsSearched) {
-  TVGDataBase database(nullptr);
-  database.SetStruFile("StruRunTime.txt");
-  EXPECT_EQ(database.GetFullStruFile(), "") << "no such file yet";
-  const std::string expected = in_program_folder("StruRunTime.txt");
-  EXPECT_EQ(database.GetFullStruFile(), expected);
-  // Only the file-name part counts when the given folder does not exist.
-  database.SetStruFile("/no/such/folder/StruRunTime.txt");
-  EXPECT_EQ(database.GetFullStruFile(), expected);
-  database.SetStruFile("");
-  EXPECT_EQ(database.GetFullStruFile(), "");
-}
-
-TEST_F(StruFile, AnExistingFolderInTheNameIsTakenAsGiven) {
-  const std::string file = folder_.path() + "Stru.txt";
-  touch(file);
-  TVGDataBase database(nullptr);
-  database.SetStruFile(file);
-  EXPECT_EQ(database.GetFullStruFile(), file);
-  database.SetDesigning(true);
-  database.SetDesignPath("/elsewhere");
-  EXPECT_EQ(database.GetFullStruFile(), file);
-  // The folder exists but the file does not: nothing, even if the program's folder has one.
-  in_program_folder("Missing.txt");
-  database.SetStruFile(folder_.path() + "Missing.txt");
-  database.SetDesigning(false);
-  EXPECT_EQ(database.GetFullStruFile(), "");
-}
-
-TEST_F(StruFile, WhileDesigningTheDesignFolderIsSearched) {
-  touch(folder_.path() + "Design.txt");
-  in_program_folder("Design.txt");
-  TVGDataBase database(nullptr);
-  database.SetDesigning(true);
-  database.SetStruFile("Design.txt");
-  database.SetDesignPath(folder_.path());
-  EXPECT_EQ(database.GetFullStruFile(), folder_.path() + "Design.txt");
-  database.SetDesignPath(folder_.path() + "sub");
-  EXPECT_EQ(database.GetFullStruFile(), "") << "the program's folder is not searched";
+TEST(Database, StructureFileIsFoundWhereTheModeSays) {
+  const StruCase cases[] = {
+      {"no file", false, "", "StruA.txt", false, false, ""},
+      {"none named", false, "", "", false, false, ""},
+      {"run time", false, "", "StruA.txt", false, true, "{P}StruA.txt"},
+      // Only the file-name part counts when the given folder does not exist.
+      {"missing folder", false, "", "/no/such/folder/StruA.txt", false, true, "{P}StruA.txt"},
+      {"existing folder", false, "", "{T}StruB.txt", true, false, "{T}StruB.txt"},
+      {"existing folder, designing", true, "/elsewhere", "{T}StruB.txt", true, false,
+       "{T}StruB.txt"},
+      // The folder exists but the file does not: nothing, even if the program's folder has one.
+      {"existing folder, no file", false, "", "{T}StruC.txt", false, true, ""},
+      {"designing", true, "{T}", "StruD.txt", true, true, "{T}StruD.txt"},
+      {"designing, program folder", true, "{T}sub", "StruD.txt", true, true, ""},
+  };
+  FreshEnv fresh;
+  testing::TempFolder folder("stru_file");
+  const auto place = [&](std::string text) {
+    for (const auto& [mark, path] : {std::pair<std::string, std::string>{"{T}", folder.path()},
+                                     {"{P}", ExecutableFolder()}}) {
+      if (text.rfind(mark, 0) == 0) text = path + text.substr(mark.size());
+    }
+    return text;
+  };
+  for (const StruCase& c : cases) {
+    const std::string name = ExtractFileName(place(c.stru_file));
+    std::vector<std::string> made;
+    if (c.in_test_folder) made.push_back(folder.path() + name);
+    if (c.in_program_folder) made.push_back(ExecutableFolder() + name);
+    for (const std::string& file : made) touch(file);
+    TVGDataBase database(nullptr);
+    database.SetDesigning(c.designing);
+    database.SetDesignPath(place(c.design_path));
+    database.SetStruFile(place(c.stru_file));
+    EXPECT_EQ(database.GetFullStruFile(), place(c.expected)) << c.name;
+    for (const std::string& file : made) std::remove(file.c_str());
+  }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The engine component: defaults, the calls Start makes and in which order, setters before and
-// after Start, stopping, error codes, and the answers that depend on the context's format.
+// The engine component: what Start leaves in the context, settings before and after Start,
+// stopping, error codes, and the answers that depend on the context's format.
 #include <gtest/gtest.h>
 
 #include "engine_test_support.h"
@@ -8,170 +8,104 @@ namespace vg {
 namespace {
 
 using testing::on;
+using testing::raised;
 using testing::Recording;
 
-TEST(EngineDefaults, FreshEngineHoldsThePublishedDefaults) {
-  TVGEngine engine(nullptr);
-  EXPECT_EQ(engine.LockAttempts(), 5);
-  EXPECT_EQ(engine.LockDelay(), 100);
-  EXPECT_EQ(engine.AutoUnlock(), auOff);
-  EXPECT_TRUE(engine.SingleOpen());
-  EXPECT_TRUE(engine.LockEnforce());
-  EXPECT_EQ(engine.FoxProVersion(), fpv26);
-  EXPECT_EQ(engine.CodePage(), cpNone);
-  EXPECT_EQ(engine.CollationSequence(), csMachine);
-  EXPECT_FALSE(engine.VGErrorEnable());
-  EXPECT_EQ(engine.ServerId(), "S4SERVER");
-  EXPECT_EQ(engine.ProcessID(), "23165");
-  EXPECT_EQ(engine.UserId(), "");
-  EXPECT_EQ(engine.Password(), "");
-  EXPECT_TRUE(engine.ConnectOnStart());
-  EXPECT_EQ(engine.TableFormat(), tfDefault);
-  EXPECT_FALSE(engine.OnConnect);
-  EXPECT_EQ(engine.EngineHandle(), nullptr);
-  EXPECT_FALSE(engine.Started());
-  EXPECT_FALSE(engine.Connected());
-  EXPECT_TRUE(engine.Databases().empty());
-}
-
-TEST(EngineStart, MakesItsCallsInTheFixedOrder) {
-  Recording rec;
+TEST(EngineStart, LeavesASilentContextThatOpensNothingByItself) {
   TVGEngine engine(nullptr);
   engine.Start();
   ASSERT_TRUE(engine.Started());
-  ASSERT_NE(engine.EngineHandle(), nullptr);
-  EXPECT_TRUE(engine.Connected());  // desk-top build: connected without a call
-  const std::vector<std::string> expected = {
-      "code4initP()",
-      on(engine, "code4autoOpen", {"0"}),
-      on(engine, "code4lockAttemptsSingle", {"2"}),
-      on(engine, "code4safety", {"0"}),
-      on(engine, "code4errFieldName", {"0"}),
-      on(engine, "code4errTagName", {"0"}),
-      on(engine, "code4optimize", {"-1"}),
-      on(engine, "code4optimizeWrite", {"-1"}),
-      on(engine, "code4dateFormatSet", {"MM/DD/CCYY"}),
-      on(engine, "code4lockEnforce", {"1"}),
-      on(engine, "code4lockAttempts", {"5"}),
-      on(engine, "code4lockDelay", {"100"}),
-      on(engine, "code4unlockAutoSetCB", {"0"}),
-      on(engine, "code4singleOpen", {"1"}),
-      on(engine, "code4compatibility", {"26"}),
-      on(engine, "code4codePage", {"0"}),
-      on(engine, "code4collatingSequence", {"0"}),
-      on(engine, "code4errOff", {"1"}),
-      on(engine, "code4accessMode", {"0"}),
-      on(engine, "code4readOnly", {"0"}),
-      on(engine, "code4errDefaultUnique", {"25"}),
-      on(engine, "code4autoOpen", {"0"}),
-      on(engine, "code4safety", {"0"}),
-  };
-  EXPECT_EQ(rec.texts(), expected);
+  EXPECT_TRUE(engine.Connected()) << "a desk-top build connects without a call";
   EXPECT_EQ(VGEnv->EngineList().back(), &engine);
-}
-
-TEST(EngineStart, SettingsStoredBeforeStartAreAppliedByIt) {
-  Recording rec;
-  TVGEngine engine(nullptr);
-  engine.SetLockAttempts(7);
-  engine.SetLockDelay(250);
-  engine.SetLockEnforce(false);
-  engine.SetAutoUnlock(auData);
-  engine.SetSingleOpen(false);
-  engine.SetFoxProVersion(fpv30);
-  engine.SetCodePage(cpANSI);
-  engine.SetCollationSequence(csGeneral);
-  engine.SetVGErrorEnable(true);
-  engine.SetTableFormat(tfdBASE);
-  engine.SetServerId("OTHER");
-  EXPECT_TRUE(rec.recorder.empty()) << "no engine call before Start";
-
-  engine.Start();
-  const auto texts = rec.texts();
-  const auto from = std::find(texts.begin(), texts.end(), on(engine, "code4lockEnforce", {"0"}));
-  ASSERT_NE(from, texts.end());
-  const std::vector<std::string> applied(from, from + 10);
-  const std::vector<std::string> expected = {
-      on(engine, "code4lockEnforce", {"0"}),   on(engine, "code4lockAttempts", {"7"}),
-      on(engine, "code4lockDelay", {"250"}),   on(engine, "code4unlockAutoSetCB", {"2"}),
-      on(engine, "code4singleOpen", {"0"}),    on(engine, "code4compatibility", {"30"}),
-      on(engine, "code4codePage", {"3"}),      on(engine, "code4collatingSequence", {"1"}),
-      on(engine, "code4errOff", {"0"}),        on(engine, "code4indexFormat", {"4"}),
-  };
-  EXPECT_EQ(applied, expected);
-
-  // The real context holds them (reading a setting back with r4check).
   CODE4* c4 = engine.EngineHandle();
-  EXPECT_EQ(code4lockAttempts(c4, r4check), 7);
-  EXPECT_EQ(code4lockDelay(c4, r4check), 250);
-  EXPECT_EQ(code4lockEnforce(c4, r4check), 0);
-  EXPECT_EQ(code4unlockAutoSetCB(c4, r4check), 2);
-  EXPECT_EQ(code4compatibility(c4, r4check), 30);
-  EXPECT_EQ(code4codePage(c4, r4check), 3);
+  EXPECT_EQ(code4errOff(c4, r4check), 1);
   EXPECT_EQ(code4autoOpen(c4, r4check), 0);
+  EXPECT_EQ(code4safety(c4, r4check), 0);
   EXPECT_EQ(code4lockAttemptsSingle(c4, r4check), 2);
-  EXPECT_EQ(code4indexFormat(c4, r4check), 4);
+  EXPECT_EQ(code4errDefaultUnique(c4, r4check), r4uniqueContinue);
 }
 
-TEST(EngineSetters, WhileStartedEachCallsTheEngineAtOnce) {
+// One published setting: how the component is given a value, and the context's reading of it.
+struct SettingCase {
+  const char* name;
+  void (*set)(TVGEngine&);
+  int (*read)(CODE4*, int);
+  int expected;
+};
+void PrintTo(const SettingCase& c, std::ostream* os) { *os << c.name; }
+
+class EngineSetting : public ::testing::TestWithParam<SettingCase> {};
+
+TEST_P(EngineSetting, StoredBeforeStartReachesTheContextThroughStart) {
+  Recording rec;
+  TVGEngine engine(nullptr);
+  GetParam().set(engine);
+  EXPECT_TRUE(rec.recorder.empty()) << "no engine call before Start";
+  engine.Start();
+  EXPECT_EQ(GetParam().read(engine.EngineHandle(), r4check), GetParam().expected);
+}
+
+TEST_P(EngineSetting, WhileStartedReachesTheContextAtOnce) {
   Recording rec;
   TVGEngine engine(nullptr);
   engine.Start();
   rec.clear();
-
-  engine.SetAutoUnlock(auAll);
-  engine.SetAutoUnlock(auData);
-  engine.SetAutoUnlock(auOff);
-  engine.SetLockAttempts(5);  // an unchanged value is still passed on
-  engine.SetVGErrorEnable(true);
-  engine.SetVGErrorEnable(false);
-  engine.SetCodePage(cpMSDOS);
-  engine.SetFoxProVersion(fpv25);
-  engine.SetPassword("secret");  // read by Connect only
-  engine.SetConnectOnStart(false);
-  const std::vector<std::string> expected = {
-      on(engine, "code4unlockAutoSetCB", {"1"}), on(engine, "code4unlockAutoSetCB", {"2"}),
-      on(engine, "code4unlockAutoSetCB", {"0"}), on(engine, "code4lockAttempts", {"5"}),
-      on(engine, "code4errOff", {"0"}),          on(engine, "code4errOff", {"1"}),
-      on(engine, "code4codePage", {"1"}),        on(engine, "code4compatibility", {"25"}),
-  };
-  EXPECT_EQ(rec.texts(), expected);
+  GetParam().set(engine);
+  EXPECT_EQ(rec.recorder.log().size(), 1u);
+  EXPECT_EQ(GetParam().read(engine.EngineHandle(), r4check), GetParam().expected);
 }
 
-TEST(EngineStart, SecondStartAndStopOnStoppedEngineDoNothing) {
-  Recording rec;
-  TVGEngine engine(nullptr);
-  engine.StartUndo();
-  EXPECT_TRUE(rec.recorder.empty());
-  engine.Start();
-  CODE4* first = engine.EngineHandle();
-  rec.clear();
-  engine.Start();
-  EXPECT_TRUE(rec.recorder.empty());
-  EXPECT_EQ(engine.EngineHandle(), first);
-  EXPECT_EQ(std::count(VGEnv->EngineList().begin(), VGEnv->EngineList().end(), &engine), 1);
-}
+// A case: its name, the call on an engine `e`, the context's getter and the value it reads.
+#define VG_SETTING(name, call, read, expected) \
+  SettingCase { #name, [](TVGEngine& e) { e.call; }, read, expected }
+INSTANTIATE_TEST_SUITE_P(
+    All, EngineSetting,
+    ::testing::Values(
+        VG_SETTING(LockEnforceOff, SetLockEnforce(false), code4lockEnforce, 0),
+        VG_SETTING(LockAttempts, SetLockAttempts(7), code4lockAttempts, 7),
+        VG_SETTING(LockDelay, SetLockDelay(250), code4lockDelay, 250),
+        // The engine's order differs from the enumeration's: 1 is "all", 2 "data".
+        VG_SETTING(AutoUnlockData, SetAutoUnlock(auData), code4unlockAutoSetCB, 2),
+        VG_SETTING(AutoUnlockAll, SetAutoUnlock(auAll), code4unlockAutoSetCB, 1),
+        VG_SETTING(SingleOpenOff, SetSingleOpen(false), code4singleOpen, 0),
+        VG_SETTING(Fox25, SetFoxProVersion(fpv25), code4compatibility, 25),
+        VG_SETTING(Fox30, SetFoxProVersion(fpv30), code4compatibility, 30),
+        VG_SETTING(CodePageMSDOS, SetCodePage(cpMSDOS), code4codePage, 1),
+        VG_SETTING(CodePageANSI, SetCodePage(cpANSI), code4codePage, 3),
+        VG_SETTING(CollationGeneral, SetCollationSequence(csGeneral), code4collatingSequence, 1),
+        // Enabling the engine's own reporting clears its errors-off switch.
+        VG_SETTING(ErrorsEnabled, SetVGErrorEnable(true), code4errOff, 0),
+        VG_SETTING(TableFormatdBASE, SetTableFormat(tfdBASE), code4indexFormat, u4formatDbase)),
+    [](const ::testing::TestParamInfo<SettingCase>& info) { return std::string(info.param.name); });
+#undef VG_SETTING
 
-TEST(EngineStartUndo, ClosesFreesAndKeepsHandleAndConnected) {
+TEST(EngineStartUndo, ClosesFreesAndNeverPassesTheKeptHandleAgain) {
   Recording rec;
   TVGEngine engine(nullptr);
+  engine.StartUndo();  // not started: nothing
   engine.Start();
+  EXPECT_EQ(rec.names().front(), "code4initP");
   CODE4* handle = engine.EngineHandle();
   rec.clear();
+  engine.Start();  // started: nothing
+  EXPECT_EQ(VGEnv->EngineList(), std::vector<TVGEngine*>{&engine});
+  EXPECT_TRUE(rec.recorder.empty());
   engine.StartUndo();
   EXPECT_EQ(rec.texts(), (std::vector<std::string>{on(engine, "code4close"),
                                                     on(engine, "code4initUndo")}));
   EXPECT_FALSE(engine.Started());
   EXPECT_TRUE(engine.Connected()) << "never cleared";
   EXPECT_EQ(engine.EngineHandle(), handle) << "kept as it was";
-  EXPECT_TRUE(std::find(VGEnv->EngineList().begin(), VGEnv->EngineList().end(), &engine) ==
-              VGEnv->EngineList().end());
+  EXPECT_TRUE(VGEnv->EngineList().empty());
 
-  // The kept handle refers to a freed context: nothing may pass it to the engine again.
+  // The kept handle refers to a freed context: answers as before the first Start.
   rec.clear();
   EXPECT_EQ(engine.GetIndexExt(), "");
   EXPECT_EQ(engine.GetIndexFormat(), ifUnknown);
+  EXPECT_EQ(engine.ValidFieldTypes().Chars(), "CDLMN");
+  EXPECT_FALSE(engine.Fox3FieldsSupported());
   EXPECT_EQ(engine.GetLastErrorCode(), 0);
+  EXPECT_EQ(engine.GetLastErrorText(), "");
   engine.ResetErrorCode();
   engine.SetDefaults();
   engine.CloseFiles();
@@ -179,25 +113,18 @@ TEST(EngineStartUndo, ClosesFreesAndKeepsHandleAndConnected) {
   EXPECT_TRUE(rec.recorder.empty());
 
   engine.Start();  // a new context, configured again
-  EXPECT_TRUE(engine.Started());
-  EXPECT_EQ(rec.recorder.named("code4lockAttempts").back().args.back(), "9");
+  EXPECT_EQ(code4lockAttempts(engine.EngineHandle(), r4check), 9);
 }
 
 TEST(EngineStart, LibraryStartFailureRaisesAndStaysStopped) {
   Recording rec;
   rec.stand_in.init_fails = true;
   TVGEngine engine(nullptr);
-  try {
-    engine.Start();
-    FAIL() << "Start succeeded";
-  } catch (const EVGEngineError& e) {
-    EXPECT_EQ(e.Message(), "Could not start engine.");
-  }
+  EXPECT_EQ(raised<EVGEngineError>([&] { engine.Start(); }), "Could not start engine.");
   EXPECT_FALSE(engine.Started());
   EXPECT_FALSE(engine.Connected());
   EXPECT_EQ(engine.EngineHandle(), nullptr);
   EXPECT_EQ(rec.names(), std::vector<std::string>{"code4initP"});
-  EXPECT_EQ(engine.GetIndexExt(), "");
 }
 
 TEST(EngineConnect, DeskTopConnectMakesNoCallAndFiresOnConnect) {
@@ -207,9 +134,7 @@ TEST(EngineConnect, DeskTopConnectMakesNoCallAndFiresOnConnect) {
   engine.OnConnect = [&](TObject* sender) { senders.push_back(sender); };
   engine.SetConnectOnStart(false);  // a desk-top build connects at Start all the same
   engine.Start();
-  EXPECT_TRUE(engine.Connected());
-  ASSERT_EQ(senders.size(), 1u);
-  EXPECT_EQ(senders[0], &engine);
+  EXPECT_EQ(senders, std::vector<TObject*>{&engine});
   rec.clear();
   engine.Connect();
   EXPECT_TRUE(rec.recorder.empty());
@@ -226,50 +151,24 @@ TEST(EngineErrors, CodeIsReadNarrowedToSixteenBitsAndReset) {
   rec.stand_in.error_code = 0x12345;
   EXPECT_EQ(engine.GetLastErrorCode(), 0x2345);
   engine.ResetErrorCode();
-  EXPECT_EQ(rec.texts(), (std::vector<std::string>{on(engine, "code4errorCode", {"-5"}),
-                                                   on(engine, "code4errorCode", {"-5"}),
+  const std::string read = std::to_string(r4check);
+  EXPECT_EQ(rec.texts(), (std::vector<std::string>{on(engine, "code4errorCode", {read}),
+                                                   on(engine, "code4errorCode", {read}),
                                                    on(engine, "code4errorCode", {"0"})}));
 }
 
-TEST(EngineErrors, RealFailureGivesCodeAndTextUntilReset) {
+TEST(EngineErrors, AFailureIsReportedByTheGenericCheckOnceAndCleared) {
   TVGEngine engine(nullptr);
   engine.Start();
-  EXPECT_EQ(engine.GetLastErrorCode(), 0);
+  CheckEngineError(engine, "Open");  // no pending code: passes
   EXPECT_EQ(d4open(engine.EngineHandle(), "no-such-table-here"), nullptr);
   EXPECT_EQ(engine.GetLastErrorCode(), e4open);
   EXPECT_FALSE(engine.GetLastErrorText().empty());
-  engine.ResetErrorCode();
+  EXPECT_EQ(raised<EVGError>([&] { CheckEngineError(engine, "Open"); }),
+            "Vargo error: -30 has occured before Open was called.");
   EXPECT_EQ(engine.GetLastErrorCode(), 0);
-}
-
-TEST(EngineErrors, GenericCheckNamesCodeAndOperationAndClearsTheCode) {
-  Recording rec;
-  TVGEngine engine(nullptr);
-  engine.Start();
-  CheckEngineError(engine, "Skip");  // no pending code: passes
-  code4errorCode(engine.EngineHandle(), e4close);
-  try {
-    CheckEngineError(engine, "Skip");
-    FAIL() << "no exception";
-  } catch (const EVGError& e) {
-    EXPECT_EQ(e.Message(), "Vargo error: -10 has occured before Skip was called.");
-  }
-  EXPECT_EQ(code4errorCode(engine.EngineHandle(), r4check), 0);
-  code4errorCode(engine.EngineHandle(), 5);  // a positive code is no failure
+  code4errorCode(engine.EngineHandle(), r4eof);  // a positive code is no failure
   EXPECT_NO_THROW(CheckEngineError(engine, "Skip"));
-}
-
-TEST(EngineFiles, CloseFilesClosesTheTablesOfTheContext) {
-  testing::TempFolder folder("close_files");
-  TVGEngine engine(nullptr);
-  engine.Start();
-  DATA4* data = testing::create_table(engine, folder.path() + "PEOPLE.DBF");
-  ASSERT_NE(data, nullptr);
-  ASSERT_NE(code4data(engine.EngineHandle(), "PEOPLE"), nullptr);
-  engine.CloseFiles();
-  EXPECT_EQ(code4data(engine.EngineHandle(), "PEOPLE"), nullptr);
-  EXPECT_TRUE(engine.Started()) << "the context stays usable";
-  EXPECT_NE(testing::create_table(engine, folder.path() + "OTHER.DBF"), nullptr);
 }
 
 struct FormatCase {
@@ -284,6 +183,7 @@ struct FormatCase {
   const char* fixed_binary;
   bool fox3;
 };
+void PrintTo(const FormatCase& c, std::ostream* os) { *os << c.name; }
 
 class EngineFormats : public ::testing::TestWithParam<FormatCase> {};
 
@@ -315,18 +215,6 @@ INSTANTIATE_TEST_SUITE_P(
                    "BITY", true}),
     [](const ::testing::TestParamInfo<FormatCase>& info) { return std::string(info.param.name); });
 
-TEST(EngineFormatAnswers, UnstartedEngineAnswersEmptyAndUnknownWithoutCalls) {
-  Recording rec;
-  TVGEngine engine(nullptr);
-  EXPECT_EQ(engine.GetIndexExt(), "");
-  EXPECT_EQ(engine.GetIndexFormat(), ifUnknown);
-  EXPECT_EQ(engine.ValidFieldTypes().Chars(), "CDLMN");
-  EXPECT_EQ(engine.BlobFields().Chars(), "GMX");
-  EXPECT_EQ(engine.FixedBinaryTypes().Chars(), "");
-  EXPECT_FALSE(engine.Fox3FieldsSupported());
-  EXPECT_TRUE(rec.recorder.empty());
-}
-
 TEST(EngineFormatAnswers, ExtensionIsComparedByCaseButFormatAfterUpperCasing) {
   Recording rec;
   TVGEngine engine(nullptr);
@@ -349,53 +237,34 @@ TEST(EngineFormatAnswers, DefaultFormatIsTheBuildsAndIsRestoredWhileStarted) {
   engine.Start();
   EXPECT_TRUE(rec.recorder.named("code4indexFormat").empty()) << "a new context keeps it";
   const TDLLFormat build = VGEnv->GetDLLFormat();
-  const TIndexFormat expected = build == DLLClipper ? ifClipper
-                                : build == DLLDBase ? ifdBASE
-                                                    : ifFox;
-  EXPECT_EQ(engine.GetIndexFormat(), expected);
-
-  engine.SetTableFormat(build == DLLClipper ? tfdBASE : tfClipper);
-  EXPECT_NE(engine.GetIndexFormat(), expected);
-  rec.clear();
+  const TIndexFormat own = engine.GetIndexFormat();
+  EXPECT_EQ(own, build == DLLClipper ? ifClipper : build == DLLDBase ? ifdBASE : ifFox);
+  engine.SetTableFormat(own == ifClipper ? tfdBASE : tfClipper);
+  ASSERT_NE(engine.GetIndexFormat(), own);
   engine.SetTableFormat(tfDefault);
-  const long build_bit = build == DLLClipper ? 2 : build == DLLDBase ? 4 : 1;
-  EXPECT_EQ(rec.texts().front(), on(engine, "code4indexFormat", {std::to_string(build_bit)}));
-  EXPECT_EQ(engine.GetIndexFormat(), expected);
+  EXPECT_EQ(engine.GetIndexFormat(), own);
 }
 
-TEST(EngineDestroy, StopsTheStartedEngine) {
+TEST(EngineDestroy, StopsTheStartedEngineAndItsOwnerFreesIt) {
   Recording rec;
-  CODE4* handle = nullptr;
   {
     TVGEngine engine(nullptr);
     engine.Start();
-    handle = engine.EngineHandle();
     rec.clear();
   }
-  EXPECT_EQ(rec.texts(),
-            (std::vector<std::string>{"code4close(" + engine_api::pointer_text(handle) + ")",
-                                      "code4initUndo(" + engine_api::pointer_text(handle) + ")"}));
+  EXPECT_EQ(rec.names(), (std::vector<std::string>{"code4close", "code4initUndo"}));
   EXPECT_TRUE(VGEnv->EngineList().empty());
-}
-
-TEST(EngineOwnership, OwnerFreesTheEngine) {
+  // An owned engine goes with its owner; a leak or double stop shows under the sanitizers.
   TComponent form(nullptr);
-  auto* engine = new TVGEngine(&form);
-  engine->Start();
-  EXPECT_EQ(form.ComponentCount(), 1);
-  // The form's destruction stops and frees it; a leak or double stop shows under the sanitizers.
+  (new TVGEngine(&form))->Start();
 }
 
-TEST(CharSet, HoldsAnyOneByteCharacter) {
-  TCharSet set("BA");
-  set.Include('\xff');
-  set.Include('\0');
-  EXPECT_TRUE(set.Contains('A'));
-  EXPECT_FALSE(set.Contains('C'));
+TEST(CharSet, HoldsAnyOneByteCharacterInCharacterOrder) {
+  TCharSet set(std::string("\xff" "BA\0", 4));
   EXPECT_TRUE(set.Contains('\xff'));
+  EXPECT_FALSE(set.Contains('C'));
   EXPECT_EQ(set.Chars(), std::string("\0AB\xff", 4));
   EXPECT_EQ(TCharSet("AB"), TCharSet("BAA"));
-  EXPECT_TRUE(TCharSet().Empty());
 }
 
 }  // namespace

@@ -69,25 +69,30 @@ class FreshEnv {
   std::unique_ptr<TVGEnv> env_;
 };
 
-inline std::string handle_text(const TVGEngine& engine) {
-  return engine_api::pointer_text(engine.EngineHandle());
-}
-
 // "name(handle, args...)" for a call on `engine`'s context.
 inline std::string on(const TVGEngine& engine, const std::string& name,
                       const std::vector<std::string>& args = {}) {
-  engine_api::EngineCall call{name, {handle_text(engine)}};
+  engine_api::EngineCall call{name, {engine_api::pointer_text(engine.EngineHandle())}};
   call.args.insert(call.args.end(), args.begin(), args.end());
   return call.text();
+}
+
+// The message of the `Expected` that `run` raises; "<none>" when it raises nothing.
+template <typename Expected, typename Run>
+std::string raised(Run run) {
+  try {
+    run();
+  } catch (const Expected& e) {
+    return e.Message();
+  }
+  return "<none>";
 }
 
 // A data source reduced to what a database sees of it. Each Close is noted in `journal`.
 class FakeSource : public TVGDataSourceBase {
  public:
   FakeSource(TVGDataBase& database, std::string alias, std::vector<std::string>* journal)
-      : TVGDataSourceBase(nullptr),
-        database_(database),
-        alias_(std::move(alias)),
+      : TVGDataSourceBase(nullptr), database_(database), alias_(std::move(alias)),
         journal_(journal) {}
   // Still open: leaves the database (which then still exists) as a real source would.
   ~FakeSource() override {
@@ -142,12 +147,5 @@ class TempFolder {
  private:
   std::filesystem::path path_;
 };
-
-// A small table created (and left open) in `engine`'s context.
-inline DATA4* create_table(TVGEngine& engine, const std::string& file) {
-  char name[] = "NAME";
-  const FIELD4INFO fields[] = {{name, 'C', 10, 0, 0}, {nullptr, 0, 0, 0, 0}};
-  return d4create(engine.EngineHandle(), file.c_str(), fields, nullptr);
-}
 
 }  // namespace vg::testing

@@ -1,4 +1,4 @@
-// The process-wide settings: their starting values, the date mask and century window, and the
+// The process-wide settings: the date mask and century window, the globals component, and the
 // changes that reach every started engine at once.
 #include <gtest/gtest.h>
 
@@ -11,41 +11,15 @@ using testing::FreshEnv;
 using testing::on;
 using testing::Recording;
 
-TEST(GlobalSettings, StartingValues) {
-  FreshEnv fresh;
-  const TVGEnv& env = fresh.env();
-  EXPECT_EQ(env.VGVersion(), v64);
-  EXPECT_FALSE(env.DefaultAutoFormatFields());
-  EXPECT_TRUE(env.DefaultDeleted());
-  EXPECT_FALSE(env.DefaultExclusive());
-  EXPECT_EQ(env.DefaultOpenMode(), domReadWrite);
-  EXPECT_FALSE(env.DefaultProvideDefaults());
-  EXPECT_EQ(env.DefaultUniqueTagHandling(), duthContinue);
-  EXPECT_EQ(env.EpochStart(), 1915);
-  EXPECT_EQ(env.DateFormat(), "MM/DD/CCYY");
-  EXPECT_FALSE(env.OEMConvert());
-  EXPECT_EQ(env.SaveCaption(), "&Save");
-  EXPECT_EQ(env.CancelCaption(), "Cancel");
-  EXPECT_EQ(env.AddCaption(), "&Add");
-  EXPECT_EQ(env.ChangeCaption(), "Change");
-  EXPECT_EQ(env.DeleteCaption(), "Delete");
-  EXPECT_TRUE(env.TransliterateEnable());
-  EXPECT_EQ(env.PreConnectionFormat(), pcfFox);
-  EXPECT_FALSE(env.OnGetMessageText);
-  EXPECT_TRUE(fresh.env().DatabaseList().empty());
-  EXPECT_TRUE(fresh.env().EngineList().empty());
-}
-
 TEST(GlobalSettings, DateMaskTurnsUpperCasePictureLettersIntoNines) {
   FreshEnv fresh;
-  TVGEnv& env = fresh.env();
-  EXPECT_EQ(env.GetDateMask(), "99/99/9999;1;_");
-  env.SetDateFormat("YYYY.MM.DD");
-  EXPECT_EQ(env.GetDateMask(), "9999.99.99;1;_");
-  env.SetDateFormat("mm/dd/yy");
-  EXPECT_EQ(env.GetDateMask(), "mm/dd/yy;1;_");
-  env.SetDateFormat("");
-  EXPECT_EQ(env.GetDateMask(), ";1;_");
+  EXPECT_EQ(fresh.env().GetDateMask(), "99/99/9999;1;_");
+  const std::pair<const char*, const char*> cases[] = {
+      {"YYYY.MM.DD", "9999.99.99;1;_"}, {"mm/dd/yy", "mm/dd/yy;1;_"}, {"", ";1;_"}};
+  for (const auto& [picture, mask] : cases) {
+    fresh.env().SetDateFormat(picture);
+    EXPECT_EQ(fresh.env().GetDateMask(), mask) << picture;
+  }
 }
 
 TEST(GlobalSettings, EpochWindowDates) {
@@ -62,22 +36,12 @@ TEST(GlobalSettings, EveryGlobalsComponentShowsTheSameValues) {
   FreshEnv fresh;
   TVGGlobals first(nullptr);
   TVGGlobals second(nullptr);
-  first.SetDefaultDeleted(false);
   first.SetSaveCaption("Keep");
-  first.SetPreConnectionFormat(pcfDBase);
-  first.SetVGVersion(v65);
-  first.SetOEMConvert(true);
-  EXPECT_FALSE(second.DefaultDeleted());
   EXPECT_EQ(second.SaveCaption(), "Keep");
-  EXPECT_EQ(second.PreConnectionFormat(), pcfDBase);
-  EXPECT_EQ(second.VGVersion(), v65);
-  EXPECT_TRUE(VGEnv->OEMConvert());
-  int calls = 0;
-  first.SetOnGetMessageText([&](int, const std::string&, std::string&) { ++calls; });
-  ASSERT_TRUE(second.OnGetMessageText());
+  first.SetOnGetMessageText([](int, const std::string&, std::string& text) { text = "mine"; });
   std::string text;
-  VGEnv->OnGetMessageText(1, "", text);
-  EXPECT_EQ(calls, 1);
+  second.OnGetMessageText()(1, "", text);
+  EXPECT_EQ(text, "mine");
 }
 
 TEST(GlobalSettings, LoadedFiresOnLoadedThenEndsLoading) {
@@ -115,57 +79,23 @@ class TwoEngines : public ::testing::Test {
   std::optional<TVGEngine> second_;
 };
 
-TEST_F(TwoEngines, BothAreListedInStartOrder) {
-  EXPECT_EQ(VGEnv->EngineList(), (std::vector<TVGEngine*>{&*first_, &*second_}));
-  first_->StartUndo();
-  EXPECT_EQ(VGEnv->EngineList(), std::vector<TVGEngine*>{&*second_});
-}
-
-TEST_F(TwoEngines, DefaultExclusiveReachesEachOnceAndAnUnchangedValueNone) {
+TEST_F(TwoEngines, OpenDefaultsReachEveryEngineOnceAndUnchangedValuesNone) {
   TVGGlobals globals(nullptr);
-  globals.SetDefaultExclusive(true);
-  EXPECT_EQ(rec_.texts(), (std::vector<std::string>{on(*first_, "code4accessMode", {"1"}),
-                                                    on(*second_, "code4accessMode", {"1"})}));
-  EXPECT_EQ(code4accessMode(first_->EngineHandle(), r4check), 1);
-  rec_.clear();
-  globals.SetDefaultExclusive(true);
-  VGEnv->SetDefaultExclusive(true);
-  EXPECT_TRUE(rec_.recorder.empty());
-  VGEnv->SetDefaultExclusive(false);
-  EXPECT_EQ(rec_.texts(), (std::vector<std::string>{on(*first_, "code4accessMode", {"0"}),
-                                                    on(*second_, "code4accessMode", {"0"})}));
-}
-
-TEST_F(TwoEngines, OpenModeUniqueHandlingAndDateFormatReachEveryEngine) {
-  VGEnv->SetDefaultOpenMode(domReadOnly);
-  VGEnv->SetDefaultUniqueTagHandling(duthException);
-  VGEnv->SetDateFormat("DD.MM.CCYY");
-  VGEnv->SetDefaultOpenMode(domReadOnly);  // unchanged: nothing
+  for (int round = 0; round < 2; ++round) {  // the second round changes nothing
+    globals.SetDefaultExclusive(true);
+    VGEnv->SetDefaultOpenMode(domReadOnly);
+    VGEnv->SetDefaultUniqueTagHandling(duthException);
+    VGEnv->SetDateFormat("DD.MM.CCYY");
+  }
+  EXPECT_EQ(rec_.texts().size(), 8u);
+  for (const TVGEngine* engine : {&*first_, &*second_}) {
+    EXPECT_EQ(code4accessMode(engine->EngineHandle(), r4check), 1);
+    EXPECT_EQ(code4readOnly(engine->EngineHandle(), r4check), 1);
+    EXPECT_EQ(code4errDefaultUnique(engine->EngineHandle(), r4check), r4unique);
+  }
+  EXPECT_EQ(rec_.texts().back(), on(*second_, "code4dateFormatSet", {"DD.MM.CCYY"}));
   VGEnv->SetDefaultUniqueTagHandling(duthContinue);
-  const std::vector<std::string> expected = {
-      on(*first_, "code4readOnly", {"1"}),
-      on(*second_, "code4readOnly", {"1"}),
-      on(*first_, "code4errDefaultUnique", {"20"}),
-      on(*second_, "code4errDefaultUnique", {"20"}),
-      on(*first_, "code4dateFormatSet", {"DD.MM.CCYY"}),
-      on(*second_, "code4dateFormatSet", {"DD.MM.CCYY"}),
-      on(*first_, "code4errDefaultUnique", {"25"}),
-      on(*second_, "code4errDefaultUnique", {"25"}),
-  };
-  EXPECT_EQ(rec_.texts(), expected);
-}
-
-TEST_F(TwoEngines, StoreOnlySettingsMakeNoEngineCall) {
-  VGEnv->SetDefaultDeleted(false);
-  VGEnv->SetOEMConvert(true);
-  VGEnv->SetTransliterateEnable(false);
-  VGEnv->SetEpochStart(1930);
-  VGEnv->SetVGVersion(v62);
-  VGEnv->SetDefaultProvideDefaults(true);
-  VGEnv->SetDefaultAutoFormatFields(true);
-  VGEnv->SetPreConnectionFormat(pcfClipper);
-  VGEnv->SetDeleteCaption("Drop");
-  EXPECT_TRUE(rec_.recorder.empty());
+  EXPECT_EQ(code4errDefaultUnique(second_->EngineHandle(), r4check), r4uniqueContinue);
 }
 
 TEST_F(TwoEngines, ALongDateFormatReachesTheEngineCutToTheBuffer) {
@@ -177,18 +107,21 @@ TEST_F(TwoEngines, ALongDateFormatReachesTheEngineCutToTheBuffer) {
   EXPECT_EQ(calls[0].args[1], std::string(255, 'D'));
 }
 
-TEST_F(TwoEngines, SetDefaultsPushesTheCurrentOpenDefaultsInOrder) {
+TEST_F(TwoEngines, SetDefaultsUndoesOneOffSwitchesOfTheContext) {
   VGEnv->SetDefaultExclusive(true);
-  VGEnv->SetDefaultOpenMode(domReadOnly);
   VGEnv->SetDefaultUniqueTagHandling(duthException);
-  rec_.clear();
+  CODE4* c4 = first_->EngineHandle();
+  code4accessMode(c4, 0);
+  code4readOnly(c4, 1);
+  code4errDefaultUnique(c4, r4uniqueContinue);
+  code4autoOpen(c4, 1);
+  code4safety(c4, 1);
   first_->SetDefaults();
-  const std::vector<std::string> expected = {
-      on(*first_, "code4accessMode", {"1"}),       on(*first_, "code4readOnly", {"1"}),
-      on(*first_, "code4errDefaultUnique", {"20"}), on(*first_, "code4autoOpen", {"0"}),
-      on(*first_, "code4safety", {"0"}),
-  };
-  EXPECT_EQ(rec_.texts(), expected);
+  EXPECT_EQ(code4accessMode(c4, r4check), 1);
+  EXPECT_EQ(code4readOnly(c4, r4check), 0);
+  EXPECT_EQ(code4errDefaultUnique(c4, r4check), r4unique);
+  EXPECT_EQ(code4autoOpen(c4, r4check), 0);
+  EXPECT_EQ(code4safety(c4, r4check), 0);
 }
 
 TEST_F(TwoEngines, AnEngineStartedLaterGetsTheSameValuesThroughStart) {
@@ -198,7 +131,7 @@ TEST_F(TwoEngines, AnEngineStartedLaterGetsTheSameValuesThroughStart) {
   TVGEngine third(nullptr);
   third.Start();
   EXPECT_EQ(rec_.recorder.named("code4dateFormatSet").at(0).args[1], "CCYY-MM-DD");
-  EXPECT_EQ(rec_.recorder.named("code4accessMode").at(0).args[1], "1");
+  EXPECT_EQ(code4accessMode(third.EngineHandle(), r4check), 1);
   EXPECT_EQ(VGEnv->EngineList().back(), &third);
 }
 

@@ -84,7 +84,6 @@ TEST_F(Dates, FoxDateTimes) {
   EXPECT_EQ(HostDateTimeToFoxDateTime(0), "        00:00:00");
   EXPECT_DOUBLE_EQ(FoxDateTimeToHostDateTime("1999123123:59:07"), t);
   EXPECT_EQ(FoxDateTimeToHostDateTime("        00:00:00"), 0);
-  EXPECT_EQ(FoxDateTimeToHostDateTime("00000000"), 0);
   EXPECT_EQ(FoxDateTimeToHostDateTime("19991331"), 0);  // impossible: no exception
   EXPECT_DOUBLE_EQ(FoxDateTimeToHostDateTime("19991231"), EncodeDate(1999, 12, 31));
 
@@ -103,18 +102,15 @@ TEST_F(Dates, FoxDateTimes) {
 TEST_F(Dates, ClockTimes) {
   EXPECT_EQ(DateTimeToMTime(EncodeTime(9, 30, 59, 0)), "0930");
   EXPECT_EQ(MTimeToString("0030"), " 0:30 AM");  // midnight is not 12
-  EXPECT_EQ(MTimeToString("0930"), " 9:30 AM");
   EXPECT_EQ(MTimeToString("1200"), "12:00 PM");
   EXPECT_EQ(MTimeToString("1345"), " 1:45 PM");
-  EXPECT_EQ(MTimeToString("2359"), "11:59 PM");
   EXPECT_EQ(MTimeToString(""), " 0: AM");
   EXPECT_EQ(DateTimeToTimeString(EncodeDate(2001, 1, 1) + EncodeTime(13, 45, 0, 0)), " 1:45 PM");
   EXPECT_EQ(MinutesToHourMin(605), "10:05");
   EXPECT_EQ(MinutesToHourMin(65), " 1:05");
   EXPECT_EQ(HourMinToMinutes("10:05"), 605);
   EXPECT_EQ(HourMinToMinutes(" 1:5x"), 65);
-  EXPECT_EQ(HourMinToMinutes("45"), 45);  // no colon: the first two characters
-  EXPECT_EQ(HourMinToMinutes("4567"), 45);
+  EXPECT_EQ(HourMinToMinutes("4567"), 45);  // no colon: the first two characters
 }
 
 }  // namespace

@@ -14,22 +14,14 @@ using Strings = SettingsGuard;
 TEST_F(Strings, TrimmingAndPadding) {
   EXPECT_EQ(LTrim("  a b  "), "a b  ");
   EXPECT_EQ(Trim("  a b  "), "  a b");  // a right trim
-  EXPECT_EQ(AllTrim("  a b  "), "a b");
   EXPECT_EQ(AllTrim("\t a \t"), "\t a \t");  // only the blank counts
   EXPECT_EQ(AllTrim("   "), "");
-  EXPECT_EQ(Space(3), "   ");
-  EXPECT_EQ(Space(0), "");
   EXPECT_EQ(Space(-2), "");
-  EXPECT_EQ(Replicate('*', 2), "**");
   EXPECT_EQ(Replicate('*', -1), "");
-  EXPECT_EQ(LPad("ab", 4), "  ab");
-  EXPECT_EQ(LPad("abcde", 4), "abcde");
-  EXPECT_EQ(ZPad("7", 3), "007");
-  EXPECT_EQ(ZPad("-7", 3), "0-7");
-  EXPECT_EQ(ZPad("1234", 3), "1234");
+  EXPECT_EQ(LPad("abcde", 4), "abcde");  // longer texts are never cut
+  EXPECT_EQ(ZPad("-7", 3), "0-7");       // zeros go in front of the sign too
   EXPECT_EQ(Pad("ab", 4), "ab  ");
   EXPECT_EQ(Pad("abcde", 3), "abc");
-  EXPECT_EQ(Pad("abc", 0), "");
 }
 
 TEST_F(Strings, FormatPhone) {
@@ -51,17 +43,13 @@ TEST_F(Strings, BytesAndCharacters) {
   EXPECT_EQ(std::string(out.data(), 5), std::string("a\0b\0x", 5));
   EXPECT_TRUE(CharToBool('y'));
   EXPECT_TRUE(CharToBool('T'));
-  EXPECT_FALSE(CharToBool('?'));
   EXPECT_FALSE(CharToBool('N'));
-  EXPECT_FALSE(CharToBool(' '));
-  EXPECT_EQ(BoolToChar(true), 'T');
   EXPECT_EQ(BoolToChar(false), 'F');
 }
 
 TEST_F(Strings, FileNamesAndAliases) {
   EXPECT_EQ(RemoveTrailingBackSlash("/"), "/");  // the root keeps its delimiter
   EXPECT_EQ(RemoveTrailingBackSlash("/data/"), "/data");
-  EXPECT_EQ(RemoveTrailingBackSlash("/data"), "/data");
   EXPECT_EQ(RemoveTrailingBackSlash(""), "");
   EXPECT_EQ(ExtractFileAlias("/da.ta/my file.dbf.bak"), "my file");
   EXPECT_EQ(ExtractFileAlias("ORDERS"), "ORDERS");
@@ -77,33 +65,19 @@ TEST_F(Strings, CharacterSets) {
 }
 
 TEST_F(Strings, NamesOfCodesAndStates) {
-  EXPECT_EQ(ExprTypeToString('C'), "String");
-  EXPECT_EQ(ExprTypeToString('D'), "Date");
-  EXPECT_EQ(ExprTypeToString('L'), "Logical");
-  EXPECT_EQ(ExprTypeToString('N'), "Numeric");
-  EXPECT_EQ(ExprTypeToString('d'), "Date Double");
-  EXPECT_EQ(ExprTypeToString('n'), "Numeric Double");
+  EXPECT_EQ(ExprTypeToString('d'), "Date Double");  // the case of the code counts
   EXPECT_EQ(ExprTypeToString('T'), "");
-  EXPECT_EQ(DSStateToString(dsInactive), "dsInactive");
-  EXPECT_EQ(DSStateToString(dsSetKey), "dsSetKey");
   EXPECT_EQ(DSStateToString(dsCurValue), "dsCurValue");
   EXPECT_EQ(DSStateToString(dsBlockRead), "");
-  EXPECT_TRUE(IsVariantArray(VarArrayOf({1, 2})));
   EXPECT_TRUE(IsVariantArray(VarArrayCreate(0, -1)));
-  EXPECT_FALSE(IsVariantArray(Variant("a")));
   EXPECT_FALSE(IsVariantArray(Variant::Null()));
 }
 
 TEST_F(Strings, DelimStringList) {
   TDelimStringList list;
-  EXPECT_EQ(list.Delimiter(), ';');
   list.SetInputString(" a ; b;;c ;");
-  EXPECT_EQ(list.InputString(), " a ; b;;c ;");
-  ASSERT_EQ(list.Count(), 4);  // the empty piece between delimiters counts, the last not
-  EXPECT_EQ(list.Strings(0), "a");
-  EXPECT_EQ(list.Strings(1), "b");
-  EXPECT_EQ(list.Strings(2), "");
-  EXPECT_EQ(list.Strings(3), "c");
+  // The empty piece between delimiters counts, the last not.
+  EXPECT_EQ(list.Text(), "a\nb\n\nc\n");
   list.SetInputString("x; ");  // a last piece of blanks is not empty: it adds ""
   EXPECT_EQ(list.Text(), "x\n\n");
   list.SetDelimiter(',');
