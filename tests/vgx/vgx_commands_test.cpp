@@ -203,6 +203,32 @@ TEST_F(VgxCommands, CheckFindsADamagedTagAndReindexRepairsIt) {
   EXPECT_EQ(again.status, 0) << again.out << again.err;
 }
 
+// Tables travel between systems that ignore letter case: the engine finds a table, its memo and
+// its index whatever the case of their names, and so does every file the tool reads itself.
+TEST_F(VgxCommands, FindsFilesInAnyLetterCase) {
+  const fs::path dir = copy_of_demo("cases");
+  fs::rename(dir / "CUSTOMER.DBF", dir / "customer.DBF");
+  const std::string table = (dir / "customer").string();
+  const std::string qaid = std::string(VGX_SAMPLES_DIR) + "/dbaseplus-gs28/Data/qaid";  // .DBF
+  const struct {
+    std::vector<std::string> args;
+    std::string shown;
+  } cases[] = {
+      {{"info", table + ".dbf"}, "customer.DBF\n"},
+      {{"info", table + ".DBF"}, "CUSTOMER.FPT (FoxPro layout, block size 64 bytes"},
+      {{"info", qaid + ".dbf"}, "qaid.DBT (dBASE IV layout, block size 512 bytes"},
+      {{"info", qaid}, "Records:        18\n"},
+      {{"tags", table + ".Dbf"}, "Tags of " + (dir / "CUSTOMER.CDX").string()},
+      {{"check", table}, "YOUNGEST      260      2  right: every record's key exactly once"},
+      {{"dump", table + ".dbf", "--tag", "name", "--seek", "NOAH"}, "Noah"},
+  };
+  for (const auto& c : cases) {
+    const Result r = vgx(c.args);
+    EXPECT_EQ(r.status, 0) << c.args[1] << "\n" << r.err;
+    EXPECT_NE(r.out.find(c.shown), std::string::npos) << c.args[1] << "\n" << r.out;
+  }
+}
+
 TEST_F(VgxCommands, EvalAndFilter) {
   const std::string table = customers(root_ / "demo");
   const Result eval = vgx({"eval", table, "UPPER(NAME)", "--recno", "2"});

@@ -1,5 +1,6 @@
 // vgx info: what a table file is, read from its header bytes, plus its fields as the engine
 // describes them and the memo file beside it.
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -34,13 +35,17 @@ std::string bytes_text(std::uintmax_t count) {
   return group_thousands(static_cast<long long>(count)) + (count == 1 ? " byte" : " bytes");
 }
 
-bool needs_memo_file(const DbfHeaderInfo& header, const std::vector<FieldDesc>& fields) {
-  if (version_has_memo(header.version)) return true;
-  if (is_fox_family(header.version) && (header.table_flags & kFoxMemoFlag)) return true;
+bool has_memo_field(const std::vector<FieldDesc>& fields) {
   for (const auto& field : fields) {
     if (is_memo_type(field.type, field.len)) return true;
   }
   return false;
+}
+
+bool needs_memo_file(const DbfHeaderInfo& header, const std::vector<FieldDesc>& fields) {
+  if (version_has_memo(header.version)) return true;
+  if (is_fox_family(header.version) && (header.table_flags & kFoxMemoFlag)) return true;
+  return has_memo_field(fields);
 }
 
 MemoKind expected_memo_kind(uint8_t version) {
@@ -50,27 +55,47 @@ MemoKind expected_memo_kind(uint8_t version) {
   return MemoKind::dbt_guess;
 }
 
+// The layout of a memo file the engine opened: its extension says which family (the engine
+// falls back to the other kind of file when the expected one is missing).
+MemoKind memo_kind_of_file(uint8_t version, const std::filesystem::path& file) {
+  std::string ext = file.extension().string();
+  for (char& c : ext) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (ext == ".FPT" || ext == ".DCT") return MemoKind::fpt;
+  const MemoKind expected = expected_memo_kind(version);
+  return expected == MemoKind::fpt ? MemoKind::dbt_guess : expected;
+}
+
 std::string describe_memo(const OpenedTable& opened, const std::vector<FieldDesc>& fields) {
   if (!needs_memo_file(opened.header, fields)) return "none";
-  const MemoKind kind = expected_memo_kind(opened.header.version);
-  const std::string ext = memo_extension(kind);
-  const auto found = find_sibling_file(opened.path, ext);
-  const std::string stem = std::filesystem::path(opened.path).stem().string();
-  if (!found) return stem + "." + ext + " expected, but not found";
-  const std::string file = found->filename().string();
+  // The memo file the engine opened. It opens one only for memo fields; when it has none, the
+  // tool looks for the expected file as the engine would, to tell a missing file from one the
+  // engine refused.
+  std::filesystem::path file = opened.table->memo_file_name();
+  MemoKind kind = expected_memo_kind(opened.header.version);
+  const bool refused = file.empty() && has_memo_field(fields);
+  if (!file.empty()) {
+    kind = memo_kind_of_file(opened.header.version, file);
+  } else if (auto found = find_sibling_file(opened.path, memo_extension(kind))) {
+    file = *found;
+  } else {
+    return std::filesystem::path(opened.path).stem().string() + "." + memo_extension(kind) +
+           " expected, but not found";
+  }
+  const std::string name = file.filename().string();
   std::string error;
-  const auto prefix = read_file_prefix(*found, kMemoHeaderPrefix, error);
-  if (!prefix) return file + " (cannot be read: " + error + ")";
+  const auto prefix = read_file_prefix(file, kMemoHeaderPrefix, error);
+  if (!prefix) return name + " (cannot be read: " + error + ")";
   const auto memo = parse_memo_header(kind, prefix->bytes);
-  if (!memo) return file + " (damaged: its header is cut off after " +
+  if (!memo) return name + " (damaged: its header is cut off after " +
                     bytes_text(prefix->file_size) + ")";
-  std::string text = file + " (" + memo_layout_name(memo->kind) + " layout, ";
+  std::string text = name + " (" + memo_layout_name(memo->kind) + " layout, ";
   if (memo->block_size == 0) {
     text += "block size 0: damaged header";
   } else {
     text += "block size " + bytes_text(memo->block_size);
   }
-  return text + ", " + bytes_text(prefix->file_size) + ")";
+  text += ", " + bytes_text(prefix->file_size);
+  return text + (refused ? "; the engine cannot read it)" : ")");
 }
 
 std::string size_warning(const OpenedTable& opened) {

@@ -1,6 +1,6 @@
-// The tool's contact with the engine's index files: a table's production
-// index, its tags, tag order, seeks, rebuilds and the engine's verifier.
-// Every engine call about indexes is made in engine_index.cpp.
+// The tool's contact with the engine's index files: a table's production index, its tags, tag
+// order, seeks, rebuilds and the engine's verifier, all through the engine's C interface (its
+// own extensions included). Every engine call about indexes is made in engine_index.cpp.
 #pragma once
 
 #include <cstdint>

@@ -27,6 +27,8 @@ std::string format_name(vg::TIndexFormat format) {
   return "unknown";
 }
 
+std::string text_or_empty(const char* text) { return text != nullptr ? text : ""; }
+
 std::string raw_text(FIELD4* field) {
   const char* text = f4str(field);
   if (text == nullptr) return {};
@@ -325,6 +327,10 @@ bool Table::append() {
   const int rc = d4append(data_);
   return rc == r4success && code4errorCode(engine_.handle(), r4check) >= 0;
 }
+
+std::string Table::file_name() const { return text_or_empty(d4fileName(data_)); }
+
+std::string Table::memo_file_name() const { return text_or_empty(d4memoFileName(data_)); }
 
 bool Table::close() {
   if (data_ == nullptr) return true;

@@ -142,8 +142,14 @@ class Table {
   // Writes what is pending and closes; false on failure. The destructor closes too.
   bool close();
 
+  // The files the engine opened, as found on disk (their real letter case): the table's, and
+  // its memo file's ("" when the engine has none open: none needed, missing or refused).
+  std::string file_name() const;
+  std::string memo_file_name() const;
+
   // For the other thin engine files (engine_index.cpp).
   DATA4* handle() const { return data_; }
+  CODE4* context() const { return engine_.handle(); }
 
  private:
   Table(Engine& engine, DATA4* data);

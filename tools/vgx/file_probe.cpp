@@ -60,6 +60,8 @@ std::optional<std::filesystem::path> find_sibling_file(const std::filesystem::pa
   for (; it != std::filesystem::directory_iterator(); it.increment(ec)) {
     if (ec) break;
     const std::filesystem::path& candidate = it->path();
+    std::error_code type_ec;
+    if (!it->is_regular_file(type_ec)) continue;
     if (!equal_ignoring_case(candidate.stem().string(), stem)) continue;
     if (!equal_ignoring_case(candidate.extension().string(), wanted_ext)) continue;
     // Prefer the exact spelling when several files differ only in case; else the first by name.

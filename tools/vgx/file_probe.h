@@ -19,8 +19,9 @@ struct FilePrefix {
 std::optional<FilePrefix> read_file_prefix(const std::filesystem::path& path, std::size_t count,
                                            std::string& error);
 
-// The file beside `table` with the same base name and the given extension, letter case ignored
-// in both (tables travel between systems that ignore case); null when there is none.
+// The regular file beside `table` with the same base name and the given extension, letter case
+// ignored in both (tables travel between systems that ignore case), chosen as the engine chooses:
+// the exact spelling, else the first by name; null when there is none.
 std::optional<std::filesystem::path> find_sibling_file(const std::filesystem::path& table,
                                                        std::string_view extension);
 

@@ -1,25 +1,8 @@
 #include "table_open.h"
 
-#include <filesystem>
-#include <system_error>
-
 #include "report.h"
 
 namespace vgx {
-namespace {
-
-// A name given without extension finds NAME.DBF in any letter case, as the engine's open does.
-std::string resolve_table_path(const std::string& name) {
-  std::error_code ec;
-  const std::filesystem::path path(name);
-  if (std::filesystem::exists(path, ec) || path.has_extension()) return name;
-  if (auto found = find_sibling_file(std::filesystem::path(name + ".DBF"), "DBF")) {
-    return found->string();
-  }
-  return name;
-}
-
-}  // namespace
 
 TableFormat reading_format(uint8_t version) {
   if (is_fox_family(version)) return TableFormat::fox;
@@ -33,7 +16,15 @@ TableFormat reading_format(uint8_t version) {
 
 std::unique_ptr<OpenedTable> open_table(Engine& engine, const std::string& name, Access access) {
   auto opened = std::make_unique<OpenedTable>();
-  opened->path = resolve_table_path(name);
+  // The engine finds the file (".DBF" added, any letter case); the tool reads the header of the
+  // file it found, then opens that file with the format its version byte calls for.
+  engine.set_reading();
+  if (auto probe = Table::open(engine, name)) {
+    opened->path = probe->file_name();
+  } else {
+    fail("cannot open '" + name + "': " + engine.take_error());
+    return nullptr;
+  }
   std::string error;
   auto prefix = read_file_prefix(opened->path, kDbfHeaderPrefix, error);
   if (!prefix) {
@@ -48,11 +39,7 @@ std::unique_ptr<OpenedTable> open_table(Engine& engine, const std::string& name,
     return nullptr;
   }
   opened->header = *header;
-  if (access == Access::read) {
-    engine.set_reading();
-  } else {
-    engine.set_changing();
-  }
+  if (access == Access::change) engine.set_changing();
   engine.set_format(reading_format(header->version));
   opened->table = Table::open(engine, opened->path);
   if (!opened->table) {

@@ -1,5 +1,6 @@
-// Opening an existing table: find the file, check that it starts like a table, set the
-// context's format from its version byte (so the engine looks for the right memo kind), open.
+// Opening an existing table: the engine finds the file (any letter case), the tool checks that it
+// starts like a table and sets the context's format from its version byte (the lock scheme and
+// index kind follow from it), then opens the file found.
 #pragma once
 
 #include <memory>
@@ -12,7 +13,7 @@
 namespace vgx {
 
 struct OpenedTable {
-  std::string path;     // the file actually opened
+  std::string path;     // the file actually opened, as the engine found it
   FilePrefix prefix;    // its first bytes and its size
   DbfHeaderInfo header;
   std::unique_ptr<Table> table;

@@ -244,6 +244,55 @@ VGX_API void date4assign(char *result, int32_t day);
 VGX_API void date4format(const char *ccyymmdd, char *result,
                          const char *picture);
 
+/* This engine's own extensions, beyond the common interface: the files
+ * behind open handles, tags added to an open index file, and the index
+ * verifier. Same conventions as above. */
+
+/* The path of the open table's file, as found on disk (its real letter
+ * case); valid while the table is open. Null for a null handle. */
+VGX_API const char *d4fileName(DATA4 *d4);
+/* The path of the table's open memo file; "" when it has none open (none
+ * needed, missing, or refused as damaged). Valid while the table is open. */
+VGX_API const char *d4memoFileName(DATA4 *d4);
+/* The path of the index file, as found on disk; valid while it is open. */
+VGX_API const char *i4fileName(INDEX4 *i4);
+/* Adds tags (an array ended by an entry with a null name) to an open index
+ * file and builds them; the file's other tags keep their definitions. 0, or
+ * a negative error code (the file unchanged when a definition is refused). */
+VGX_API int i4tagAdd(INDEX4 *i4, const TAG4INFO *tags);
+/* Why the engine cannot keep the tag up to date (its keys cannot be made
+ * here, so changes to its table are refused; it still reads); "" when it
+ * can. Valid while the index file is open. */
+VGX_API const char *t4unusableReason(TAG4 *t4);
+
+typedef struct TAG4CHECK {
+  char *name;          /* upper case */
+  uint64_t entries;    /* in the tag's tree */
+  uint64_t leaves;     /* leaf pages */
+  uint64_t interiors;  /* interior pages */
+  int32_t depth;       /* levels; 0 when the tree was not walked */
+  int32_t keysChecked; /* 1 when the entries were compared with the records */
+  char *problem;       /* what is wrong with the tag; "" when it is right */
+  char *note;          /* what could not be checked; "" when nothing */
+} TAG4CHECK;
+
+typedef struct INDEX4CHECK {
+  char *problem;   /* the file's own structure (tag directory, headers); ""
+                      when it is right */
+  int32_t numTags;
+  TAG4CHECK *tags; /* numTags entries, in file order */
+} INDEX4CHECK;
+
+/* Verifies an open index file against itself and its table, tag by tag:
+ * the tree's structure (entry order, interior keys, sibling links, one
+ * depth for every leaf, no page reached twice), that every entry names a
+ * record, and, where the engine can make the tag's keys, that the entries
+ * are exactly the keys of the records its filter passes. Damage goes into
+ * the report, not into the context's error. A new report in one block
+ * (strings included): free it with u4freeDefault. Null on failure, when
+ * the check itself could not run (a read error, a lock not granted). */
+VGX_API INDEX4CHECK *i4verify(INDEX4 *i4);
+
 #ifdef __cplusplus
 }
 #endif
