@@ -26,6 +26,7 @@ TextView const_text(Program& p, const Node& n) {
 }
 
 const char* operator_name(Tok op) {
+  if (const char* name = relation_name(op)) return name;
   switch (op) {
     case Tok::kAnd: return ".AND.";
     case Tok::kOr: return ".OR.";
@@ -36,14 +37,6 @@ const char* operator_name(Tok op) {
     case Tok::kSlash: return "/";
     case Tok::kPercent: return "%";
     case Tok::kPower: return "**";
-    case Tok::kEq: return "=";
-    case Tok::kExactEq: return "==";
-    case Tok::kNe: return "<>";
-    case Tok::kLt: return "<";
-    case Tok::kLe: return "<=";
-    case Tok::kGt: return ">";
-    case Tok::kGe: return ">=";
-    case Tok::kContains: return "$";
     default: return "operator";
   }
 }
@@ -201,18 +194,11 @@ class Compiler {
     return bind(
         a, operator_name(op),
         [op](Call& c) {
+          if (is_relation(op)) return bind_relation(c, op);
           switch (op) {
             case Tok::kAnd:
             case Tok::kOr:
             case Tok::kNot: return bind_logic(c, op);
-            case Tok::kEq:
-            case Tok::kExactEq:
-            case Tok::kNe:
-            case Tok::kLt:
-            case Tok::kLe:
-            case Tok::kGt:
-            case Tok::kGe:
-            case Tok::kContains: return bind_relation(c, op);
             default: return bind_arithmetic(c, op);
           }
         },

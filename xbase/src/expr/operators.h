@@ -7,6 +7,24 @@
 
 namespace xbase::expr {
 
+// The relational operators and how messages spell them. The parser gives
+// them one precedence and the compiler binds them alike, both from this list.
+struct RelationOp {
+  Tok tok;
+  const char* name;
+};
+inline constexpr RelationOp kRelations[] = {
+    {Tok::kEq, "="},  {Tok::kExactEq, "=="}, {Tok::kNe, "<>"}, {Tok::kLt, "<"},
+    {Tok::kLe, "<="}, {Tok::kGt, ">"},       {Tok::kGe, ">="}, {Tok::kContains, "$"},
+};
+// The spelling of a relational operator; null for any other token.
+constexpr const char* relation_name(Tok t) {
+  for (const RelationOp& r : kRelations)
+    if (r.tok == t) return r.name;
+  return nullptr;
+}
+constexpr bool is_relation(Tok t) { return relation_name(t) != nullptr; }
+
 // + - * / % ** ^ over numbers; + and - over text and dates; unary + and -.
 Status bind_arithmetic(Call& call, Tok op);
 // = == <> # != < <= > >= and $.

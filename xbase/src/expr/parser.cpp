@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "expr/operators.h"
 #include "expr/value.h"
 #include "vgxbase/xbase.h"
 
@@ -21,17 +22,10 @@ constexpr int kPrecUnary = 8;
 constexpr size_t kQuoteLen = 60;
 
 int binary_precedence(Tok t) {
+  if (is_relation(t)) return kPrecRelation;
   switch (t) {
     case Tok::kOr: return kPrecOr;
     case Tok::kAnd: return kPrecAnd;
-    case Tok::kEq:
-    case Tok::kExactEq:
-    case Tok::kNe:
-    case Tok::kLt:
-    case Tok::kLe:
-    case Tok::kGt:
-    case Tok::kGe:
-    case Tok::kContains: return kPrecRelation;
     case Tok::kPlus:
     case Tok::kMinus: return kPrecAdd;
     case Tok::kStar:
