@@ -12,7 +12,7 @@
 #include "fuzz_files.h"
 #include "index/table_indexes.h"
 #include "index/verify.h"
-#include "table/handles.h"
+#include "api/handles.h"
 #include "vgxbase/xbase.h"
 
 namespace {
@@ -90,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     u4freeDefault(info);
     xbase::index::FileVerdict verdict;
-    (void)xbase::index::verify_file(*d->table->indexes(),
+    (void)xbase::index::verify_file(*d->table().indexes(),
                                     *static_cast<xbase::index::IndexFile*>(ix), &verdict);
   }
   code4initUndo(c4);

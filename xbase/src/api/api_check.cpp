@@ -17,9 +17,7 @@ using xbase::index::IndexFile;
 namespace {
 
 IndexFile* as_file(INDEX4* i) { return static_cast<IndexFile*>(i); }
-CODE4* context_of(IndexFile* f) {
-  return f && f->owner ? f->owner->context() : nullptr;
-}
+CODE4* context_of(IndexFile* f) { return f && f->owner ? static_cast<CODE4*>(&f->owner->context()) : nullptr; }
 
 // Bytes for a report of `verdict`: the head, the tag entries, then every
 // string, so that one free releases it all.
@@ -64,11 +62,11 @@ INDEX4CHECK* make_report(const xbase::index::FileVerdict& verdict) {
 
 extern "C" {
 
-const char* d4fileName(DATA4* d) { return d ? d->table->path().c_str() : nullptr; }
+const char* d4fileName(DATA4* d) { return d ? d->table().path().c_str() : nullptr; }
 
 const char* d4memoFileName(DATA4* d) {
   if (d == nullptr) return nullptr;
-  xbase::memo::MemoFile* memo = d->table->memo();
+  xbase::memo::MemoFile* memo = d->file().memo();
   return memo ? memo->file().path().c_str() : "";
 }
 

@@ -4,23 +4,24 @@
 #include <new>
 #include <strings.h>
 
-#include "table/handles.h"
+#include "api/handles.h"
+#include "index/index_formats.h"
 
 namespace {
 
 int default_format() {
   static const int format = [] {
     const char* env = std::getenv("VGXBASE_FORMAT");
-    if (env && strcasecmp(env, "CLIPPER") == 0) return 2;
-    if (env && strcasecmp(env, "DBASE") == 0) return 4;
-    return 1;
+    if (env && strcasecmp(env, "CLIPPER") == 0) return int{u4formatClipper};
+    if (env && strcasecmp(env, "DBASE") == 0) return int{u4formatDbase};
+    return int{u4formatFox};
   }();
   return format;
 }
 
 // The setter pattern of every integer switch: answer the old value, keep
 // it when asked with r4check.
-int swap_setting(CODE4* c4, int CODE4::Settings::*field, int value) {
+int swap_setting(CODE4* c4, int xbase::Settings::*field, int value) {
   if (c4 == nullptr) return e4parm;
   int old = c4->settings.*field;
   if (value != r4check) c4->settings.*field = value;
@@ -59,7 +60,7 @@ int code4connect(CODE4* c4, const char*, const char*, const char*, const char*, 
 }
 
 DATA4* code4data(CODE4* c4, const char* alias) {
-  if (c4 == nullptr) return nullptr;
+  if (c4 == nullptr || alias == nullptr) return nullptr;
   return c4->find_alias(alias);
 }
 
@@ -67,7 +68,7 @@ int code4indexFormat(CODE4* c4, int format) {
   if (c4 == nullptr) return e4parm;
   int old = c4->settings.format;
   if (format == r4check) return old;
-  if (format != 1 && format != 2 && format != 4)
+  if (format != u4formatFox && format != u4formatClipper && format != u4formatDbase)
     return c4->fail(e4parm, "index format must be 1, 2 or 4, not " + std::to_string(format));
   c4->settings.format = format;
   return old;
@@ -75,34 +76,30 @@ int code4indexFormat(CODE4* c4, int format) {
 
 const char* code4indexExtension(CODE4* c4) {
   if (c4 == nullptr) return nullptr;
-  switch (c4->settings.format) {
-    case 2: return "NTX";
-    case 4: return "MDX";
-    default: return "CDX";
-  }
+  return xbase::index::index_extension(c4->settings.format);
 }
 
-int code4accessMode(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::access_mode, v); }
-int code4readOnly(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::read_only, v); }
-int code4errDefaultUnique(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::err_default_unique, v); }
-int code4autoOpen(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::auto_open, v); }
-int code4safety(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::safety, v); }
-int code4lockAttempts(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::lock_attempts, v); }
+int code4accessMode(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::access_mode, v); }
+int code4readOnly(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::read_only, v); }
+int code4errDefaultUnique(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::err_default_unique, v); }
+int code4autoOpen(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::auto_open, v); }
+int code4safety(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::safety, v); }
+int code4lockAttempts(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::lock_attempts, v); }
 int code4lockAttemptsSingle(CODE4* c4, int v) {
-  return swap_setting(c4, &CODE4::Settings::lock_attempts_single, v);
+  return swap_setting(c4, &xbase::Settings::lock_attempts_single, v);
 }
-int code4lockDelay(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::lock_delay, v); }
-int code4lockEnforce(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::lock_enforce, v); }
-int code4unlockAutoSetCB(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::unlock_auto, v); }
-int code4singleOpen(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::single_open, v); }
-int code4compatibility(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::compatibility, v); }
-int code4codePage(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::code_page, v); }
-int code4collatingSequence(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::collating, v); }
-int code4errOff(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::err_off, v); }
-int code4errFieldName(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::err_field_name, v); }
-int code4errTagName(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::err_tag_name, v); }
-int code4optimize(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::optimize, v); }
-int code4optimizeWrite(CODE4* c4, int v) { return swap_setting(c4, &CODE4::Settings::optimize_write, v); }
+int code4lockDelay(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::lock_delay, v); }
+int code4lockEnforce(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::lock_enforce, v); }
+int code4unlockAutoSetCB(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::unlock_auto, v); }
+int code4singleOpen(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::single_open, v); }
+int code4compatibility(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::compatibility, v); }
+int code4codePage(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::code_page, v); }
+int code4collatingSequence(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::collating, v); }
+int code4errOff(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::err_off, v); }
+int code4errFieldName(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::err_field_name, v); }
+int code4errTagName(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::err_tag_name, v); }
+int code4optimize(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::optimize, v); }
+int code4optimizeWrite(CODE4* c4, int v) { return swap_setting(c4, &xbase::Settings::optimize_write, v); }
 
 int code4dateFormatSet(CODE4* c4, const char* picture) {
   if (c4 == nullptr || picture == nullptr) return e4parm;
@@ -131,13 +128,14 @@ int code4lock(CODE4* c4) {
   auto attempt = [&] {
     std::vector<const LockRequest*> taken;
     for (const LockRequest& r : queue) {
-      auto& t = *r.data->table;
-      bool had = r.kind == LockRequest::kRecord ? t.holds_record(r.data, r.rec) : t.holds_file(r.data);
-      bool ok = r.kind == LockRequest::kRecord ? t.try_lock_record(r.data, r.rec) : t.try_lock_file(r.data);
+      auto& t = r.data->file();
+      const auto owner = r.data->lock_owner();
+      bool had = r.kind == LockRequest::kRecord ? t.holds_record(owner, r.rec) : t.holds_file(owner);
+      bool ok = r.kind == LockRequest::kRecord ? t.try_lock_record(owner, r.rec) : t.try_lock_file(owner);
       if (!ok) {
         for (const LockRequest* u : taken) {
-          if (u->kind == LockRequest::kRecord) u->data->table->unlock_record(u->data, u->rec);
-          else u->data->table->unlock_file(u->data);
+          if (u->kind == LockRequest::kRecord) u->data->file().unlock_record(u->data->lock_owner(), u->rec);
+          else u->data->file().unlock_file(u->data->lock_owner());
         }
         return false;
       }

@@ -9,11 +9,13 @@
 
 #include "api/api_index_support.h"
 #include "api/guard.h"
-#include "index/table_indexes.h"
+#include "index/index_formats.h"
+#include "io/companion.h"
 #include "table/field_codec.h"
 
 using xbase::Status;
 using xbase::api::guarded;
+using xbase::cursor::SharedTable;
 using xbase::table::TableFile;
 
 namespace {
@@ -47,37 +49,18 @@ xbase::table::OpenOptions open_options(const CODE4* c4) {
   return o;
 }
 
-DATA4* make_handle(CODE4* c4, std::shared_ptr<TableFile> table, const std::string& alias, bool read_only) {
-  auto d = std::make_unique<DATA4>();
-  d->c4 = c4;
-  d->table = std::move(table);
-  d->alias = alias;
-  d->read_only = read_only;
-  d->record.assign(d->header().record_len, ' ');
-  const auto& fields = d->header().fields;
-  for (size_t i = 0; i < fields.size(); ++i) {
-    if (static_cast<int>(i) == d->header().null_flags_field) continue;
-    auto f = std::make_unique<FIELD4>();
-    f->data = d.get();
-    f->index = i;
-    f->text.assign(fields[i].len + 1, '\0');
-    if (fields[i].is_memo()) d->memo_fields.push_back(f.get());
-    d->fields.push_back(std::move(f));
-  }
-  DATA4* raw = d.get();
-  c4->handles.push_back(std::move(d));
-  raw->eof = true;
-  raw->rec_no = raw->table->cached_count() + 1;
-  raw->load_blank();
-  return raw;
+DATA4* make_handle(CODE4* c4, std::shared_ptr<SharedTable> table, const std::string& alias, bool read_only) {
+  c4->handles.push_back(std::make_unique<DATA4>(c4, std::move(table), alias, read_only));
+  return c4->handles.back().get();
 }
 
-std::shared_ptr<TableFile> shared_table(CODE4* c4, const std::string& path, bool read_only) {
+std::shared_ptr<SharedTable> shared_table(CODE4* c4, const std::string& path, bool read_only) {
   struct stat st;
   if (::stat(path.c_str(), &st) != 0) return nullptr;
-  for (const auto& t : c4->tables)
-    if (t->dev() == uint64_t(st.st_dev) && t->ino() == uint64_t(st.st_ino) && (read_only || !t->read_only()))
-      return t;
+  for (const auto& t : c4->tables) {
+    const TableFile& f = t->file();
+    if (f.dev() == uint64_t(st.st_dev) && f.ino() == uint64_t(st.st_ino) && (read_only || !f.read_only())) return t;
+  }
   return nullptr;
 }
 
@@ -85,13 +68,14 @@ std::shared_ptr<TableFile> shared_table(CODE4* c4, const std::string& path, bool
 // it when its file is first opened in the context.
 bool open_production_index(DATA4* d) {
   CODE4* c4 = d->c4;
-  if (!c4->settings.auto_open || c4->settings.format != 1) return true;
+  const xbase::index::IndexFormat* format = xbase::index::index_format(c4->settings.format);
+  if (!c4->settings.auto_open || format == nullptr) return true;
   if (!(d->header().table_flags & xbase::table::kTableHasIndex)) return true;
-  if (d->table->indexes() && !d->table->indexes()->empty()) return true;
-  const std::string path = xbase::index::production_index_path(d->table->path(), "CDX");
+  if (d->table().open_indexes()) return true;
+  const std::string path = xbase::io::companion_path(d->table().path(), format->extension);
   if (!xbase::io::file_exists(path)) return true;
   xbase::index::IndexFile* file = nullptr;
-  Status st = d->table->make_indexes(c4)->open(path, &file);
+  Status st = d->table().make_indexes().open(path, &file);
   if (!st) {
     c4->fail(st.code() > 0 ? e4index : st.code(), st.message());
     return false;
@@ -101,8 +85,8 @@ bool open_production_index(DATA4* d) {
 
 xbase::table::Family family_for(const CODE4* c4) {
   switch (c4->settings.format) {
-    case 2: return xbase::table::Family::kDbase3;
-    case 4: return xbase::table::Family::kDbase4;
+    case u4formatClipper: return xbase::table::Family::kDbase3;
+    case u4formatDbase: return xbase::table::Family::kDbase4;
     default: return c4->settings.compatibility >= 30 ? xbase::table::Family::kVfp : xbase::table::Family::kFox2;
   }
 }
@@ -125,7 +109,7 @@ DATA4* d4open(CODE4* c4, const char* name) {
       return nullptr;
     }
     const bool read_only = c4->settings.read_only != 0;
-    std::shared_ptr<TableFile> table = shared_table(c4, path, read_only);
+    std::shared_ptr<SharedTable> table = shared_table(c4, path, read_only);
     if (!table) {
       std::unique_ptr<TableFile> opened;
       Status st = TableFile::open(path, open_options(c4), &opened);
@@ -133,7 +117,7 @@ DATA4* d4open(CODE4* c4, const char* name) {
         c4->fail(st);
         return nullptr;
       }
-      table = std::move(opened);
+      table = std::make_shared<SharedTable>(*c4, std::move(opened));
       c4->tables.push_back(table);
     }
     DATA4* d = make_handle(c4, table, alias, read_only);
@@ -155,7 +139,7 @@ DATA4* d4openClone(DATA4* d) {
   if (d == nullptr) return nullptr;
   CODE4* c4 = d->c4;
   return guarded<DATA4*>(c4, nullptr, [&]() -> DATA4* {
-    DATA4* clone = make_handle(c4, d->table, d->alias, d->read_only);
+    DATA4* clone = make_handle(c4, d->shared_table(), d->alias(), d->read_only);
     clone->top();
     return clone;
   });
@@ -166,8 +150,8 @@ int d4close(DATA4* d) {
   CODE4* c4 = d->c4;
   return guarded<int>(c4, e4close, [&] {
     int rc = d->unlock();
-    if (d->table.use_count() <= 2) {
-      Status st = d->table->flush();
+    if (d->shared_table().use_count() <= 2) {
+      Status st = d->table().flush();
       if (!st && rc == 0) rc = c4->fail(st);
     }
     c4->forget(d);
@@ -198,7 +182,7 @@ DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG
     xbase::table::CreateOptions opt;
     opt.family = family;
     opt.code_page = static_cast<uint8_t>(c4->settings.code_page);
-    opt.clipper_terminator = c4->settings.format == 2;
+    opt.clipper_terminator = c4->settings.format == u4formatClipper;
     xbase::table::TableHeader header;
     Status st = xbase::table::build_header(descs, opt, &header);
     std::string path = text_arg(name);
@@ -218,7 +202,7 @@ DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG
       c4->fail(st);
       return nullptr;
     }
-    std::shared_ptr<TableFile> table = std::move(created);
+    auto table = std::make_shared<SharedTable>(*c4, std::move(created));
     c4->tables.push_back(table);
     DATA4* d = make_handle(c4, table, alias, false);
     if (with_tags && xbase::api::create_index(d, nullptr, tags) == nullptr) {
@@ -226,7 +210,7 @@ DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG
       const int code = c4->error_code;
       const std::string message = c4->error_message;
       const std::string dbf = table->path();
-      const std::string memo = table->memo() ? table->memo()->file().path() : std::string();
+      const std::string memo = table->file().memo() ? table->file().memo()->file().path() : std::string();
       table.reset();
       d4close(d);
       std::remove(dbf.c_str());
@@ -239,45 +223,46 @@ DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG
   });
 }
 
-const char* d4alias(DATA4* d) { return d ? d->alias.c_str() : nullptr; }
+const char* d4alias(DATA4* d) { return d ? d->alias().c_str() : nullptr; }
 
 void d4aliasSet(DATA4* d, const char* alias) {
-  if (d && alias) d->alias.assign(alias, strnlen(alias, 255));
+  if (d && alias) d->set_alias(std::string(alias, strnlen(alias, 255)));
 }
 
 INDEX4* d4index(DATA4* d, const char* name) {
   if (d == nullptr) return nullptr;
-  xbase::index::TableIndexes* ix = d->table->indexes();
-  if (ix == nullptr || ix->empty()) return nullptr;
+  xbase::index::TableIndexes* ix = d->table().open_indexes();
+  if (ix == nullptr) return nullptr;
   if (name == nullptr || *name == 0) {
     // The production index: the open file named after the table.
     for (auto& f : ix->files())
-      if (strcasecmp(xbase::io::path_base_name(f->path()).c_str(), xbase::io::path_base_name(d->table->path()).c_str()) == 0)
+      if (strcasecmp(xbase::io::path_base_name(f->path()).c_str(), xbase::io::path_base_name(d->table().path()).c_str()) == 0)
         return f.get();
     return nullptr;
   }
   return ix->find(std::string(name, strnlen(name, 4096)));
 }
 
-TAG4* d4tagSelected(DATA4* d) { return d ? d->tag : nullptr; }
+TAG4* d4tagSelected(DATA4* d) { return d ? d->selected_tag() : nullptr; }
 
 // Whether `tag` is a tag of an index open on the handle's table.
 static bool tag_of_table(DATA4* d, TAG4* tag) {
-  xbase::index::TableIndexes* ix = d->table->indexes();
+  xbase::index::TableIndexes* ix = d->table().indexes();
   return ix != nullptr && ix->owns(static_cast<xbase::index::Tag*>(tag));
 }
 
 int d4tagSelectP(DATA4* d, TAG4* tag) {
   if (d == nullptr) return e4parm;
   if (tag != nullptr && !tag_of_table(d, tag))
-    return d->c4->fail(e4parm, "the tag is not one of the indexes open on " + d->alias);
-  return d->select_tag(static_cast<xbase::index::Tag*>(tag));
+    return d->c4->fail(e4parm, "the tag is not one of the indexes open on " + d->alias());
+  d->select_tag(static_cast<xbase::index::Tag*>(tag));
+  return 0;
 }
 
 int d4tagSync(DATA4* d, TAG4* tag) {
   if (d == nullptr) return e4parm;
   if (tag != nullptr && !tag_of_table(d, tag))
-    return d->c4->fail(e4parm, "the tag is not one of the indexes open on " + d->alias);
+    return d->c4->fail(e4parm, "the tag is not one of the indexes open on " + d->alias());
   // The position in a tag follows the current record on the next move.
   return 0;
 }
@@ -323,16 +308,8 @@ int d4deleted(DATA4* d) {
   return d->record[0] == xbase::table::kDeletedMark ? 1 : 0;
 }
 
-static int set_deleted(DATA4* d, bool on) {
-  if (d == nullptr) return e4parm;
-  if (!d->may_change()) return d->c4->error_code;
-  d->record[0] = on ? xbase::table::kDeletedMark : ' ';
-  d->changed = true;
-  return 0;
-}
-
-int d4delete(DATA4* d) { return set_deleted(d, true); }
-int d4recall(DATA4* d) { return set_deleted(d, false); }
+int d4delete(DATA4* d) { return d ? d->set_deleted(true) : e4parm; }
+int d4recall(DATA4* d) { return d ? d->set_deleted(false) : e4parm; }
 
 int d4appendBlank(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->append_blank(); }) : e4parm; }
 int d4appendStart(DATA4* d, int memo) {
@@ -355,7 +332,7 @@ int d4refreshRecord(DATA4* d) {
 int d4refresh(DATA4* d) {
   if (d == nullptr) return e4parm;
   return guarded<int>(d->c4, e4memory, [&] {
-    Status st = d->table->refresh();
+    Status st = d->table().refresh();
     return st ? 0 : d->c4->fail(st);
   });
 }
@@ -369,15 +346,30 @@ int d4flush(DATA4* d) {
   return guarded<int>(d->c4, e4memory, [&] {
     int rc = d->write_pending();
     if (rc != 0) return rc;
-    Status st = d->table->flush();
+    Status st = d->table().flush();
     return st ? 0 : d->c4->fail(st);
   });
 }
 
 int d4lock(DATA4* d, int32_t rec) {
-  return d ? guarded<int>(d->c4, e4memory, [&] { return d->lock_record(rec); }) : e4parm;
+  if (d == nullptr) return e4parm;
+  return guarded<int>(d->c4, e4memory, [&] {
+    if (rec < 1) return d->c4->fail(e4parm, "cannot lock record " + std::to_string(rec));
+    const auto& f = d->file();
+    if (f.holds_record(d->lock_owner(), rec) || f.holds_file(d->lock_owner())) return 0;
+    d->c4->auto_unlock(d);
+    return d->lock_record(rec);
+  });
 }
-int d4lockFile(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->lock_file(); }) : e4parm; }
+
+int d4lockFile(DATA4* d) {
+  if (d == nullptr) return e4parm;
+  return guarded<int>(d->c4, e4memory, [&] {
+    if (d->file().holds_file(d->lock_owner())) return 0;
+    d->c4->auto_unlock(d);
+    return d->lock_file();
+  });
+}
 int d4unlock(DATA4* d) { return d ? guarded<int>(d->c4, e4memory, [&] { return d->unlock(); }) : e4parm; }
 
 int d4lockAdd(DATA4* d, int32_t rec) {
@@ -403,7 +395,7 @@ FIELD4* d4field(DATA4* d, const char* name) {
     for (auto& f : d->fields)
       if (strcasecmp(f->desc().name.c_str(), name) == 0) return f.get();
   if (d->c4->settings.err_field_name)
-    d->c4->fail(e4fieldName, "table " + d->alias + " has no field " + text_arg(name));
+    d->c4->fail(e4fieldName, "table " + d->alias() + " has no field " + text_arg(name));
   return nullptr;
 }
 
@@ -418,7 +410,7 @@ int d4fieldNumber(DATA4* d, const char* name) {
     for (size_t i = 0; i < d->fields.size(); ++i)
       if (strcasecmp(d->fields[i]->desc().name.c_str(), name) == 0) return static_cast<int>(i + 1);
   if (d->c4->settings.err_field_name)
-    d->c4->fail(e4fieldName, "table " + d->alias + " has no field " + text_arg(name));
+    d->c4->fail(e4fieldName, "table " + d->alias() + " has no field " + text_arg(name));
   return -1;
 }
 
@@ -463,18 +455,18 @@ static int maintain(DATA4* d, const std::function<Status()>& op) {
   });
 }
 
-int d4pack(DATA4* d) { return maintain(d, [&] { return d->table->pack(); }); }
+int d4pack(DATA4* d) { return maintain(d, [&] { return d->table().pack(); }); }
 int d4zap(DATA4* d, int32_t first, int32_t last) {
-  return maintain(d, [&] { return d->table->zap(first, last); });
+  return maintain(d, [&] { return d->table().zap(first, last); });
 }
-int d4memoCompress(DATA4* d) { return maintain(d, [&] { return d->table->memo_compress(); }); }
+int d4memoCompress(DATA4* d) { return maintain(d, [&] { return d->file().memo_compress(); }); }
 
 int d4reindex(DATA4* d) {
   if (d == nullptr) return e4parm;
   return guarded<int>(d->c4, e4memory, [&] {
     int rc = d->write_pending();
     if (rc != 0) return rc;
-    xbase::index::TableIndexes* ix = d->table->indexes();
+    xbase::index::TableIndexes* ix = d->table().indexes();
     if (ix == nullptr) return 0;
     Status st = ix->rebuild(nullptr);
     return st ? 0 : (st.code() > 0 ? st.code() : d->c4->fail(st));

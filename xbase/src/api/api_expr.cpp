@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "api/guard.h"
+#include "api/handles.h"
 #include "expr/expression.h"
 
 using xbase::api::guarded;
@@ -15,7 +16,7 @@ struct EXPR4 {
 
 namespace {
 
-CODE4* context_of(EXPR4* e) { return e->impl->data()->c4; }
+CODE4* context_of(EXPR4* e) { return static_cast<CODE4*>(&e->impl->data().context()); }
 
 }  // namespace
 
@@ -30,7 +31,7 @@ EXPR4* expr4parse(DATA4* d, const char* text) {
   }
   return guarded<EXPR4*>(c4, nullptr, [&]() -> EXPR4* {
     auto e = std::make_unique<EXPR4>();
-    xbase::Status st = Expression::parse(d, text, &e->impl);
+    xbase::Status st = Expression::parse(*d, text, &e->impl);
     if (!st) {
       c4->fail(st);
       return nullptr;

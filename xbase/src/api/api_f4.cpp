@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "api/guard.h"
+#include "api/handles.h"
 #include "table/field_codec.h"
 
 using xbase::Status;
@@ -49,25 +50,16 @@ void end_change(FIELD4* f, bool keep_null = false) {
 // Loads the memo of the current record unless a value is already known.
 const std::string* memo_value(FIELD4* f) {
   DATA4* d = f->data;
-  if (f->memo_current()) return &f->memo;
-  uint32_t block = xbase::table::field_memo_block(f->desc(), d->record.data());
-  Status st = d->table->read_memo(block, &f->memo, nullptr);
+  Status st = d->load_memo(f->index);
   if (!st) {
     d->c4->fail(st);
-    f->memo.clear();
     return nullptr;
   }
-  f->memo_loaded = true;
-  f->memo_pending = false;
-  f->memo_generation = d->generation;
-  return &f->memo;
+  return &d->memo(f->index).value;
 }
 
 void assign_memo(FIELD4* f, const char* text, size_t len) {
-  f->memo.assign(text ? text : "", text ? len : 0);
-  f->memo_pending = true;
-  f->memo_loaded = true;
-  f->memo_generation = f->data->generation;
+  f->data->assign_memo(f->index, std::string_view(text ? text : "", text ? len : 0));
   end_change(f);
 }
 
@@ -232,7 +224,8 @@ void f4assignField(FIELD4* to, const FIELD4* from) {
 
 int f4memoAssignN(FIELD4* f, const char* text, unsigned len) {
   if (f == nullptr) return e4parm;
-  if (!begin_change(f)) return f->data->c4->error_code;
+  if (f == nullptr) return e4parm;
+  if (int rc = f->data->check_change(); rc != 0) return rc;
   if (!f->desc().is_memo()) {
     xbase::table::store_text(f->data->header(), f->desc(), f->data->record.data(), text ? text : "",
                              text ? len : 0);

@@ -7,7 +7,9 @@
 
 #include "api/api_index_support.h"
 #include "api/guard.h"
+#include "index/index_formats.h"
 #include "index/table_indexes.h"
+#include "io/companion.h"
 
 using xbase::Status;
 using xbase::api::guarded;
@@ -18,7 +20,7 @@ namespace {
 
 IndexFile* as_file(INDEX4* i) { return static_cast<IndexFile*>(i); }
 Tag* as_tag(TAG4* t) { return static_cast<Tag*>(t); }
-CODE4* context_of(IndexFile* f) { return f && f->owner ? f->owner->context() : nullptr; }
+CODE4* context_of(IndexFile* f) { return f && f->owner ? static_cast<CODE4*>(&f->owner->context()) : nullptr; }
 
 }  // namespace
 
@@ -27,14 +29,13 @@ namespace xbase::api {
 std::string index_path(DATA4* d, const char* name) {
   std::string p(name, strnlen(name, 4096));
   if (io::path_extension(p).empty()) {
-    const char* ext = code4indexExtension(d->c4);
     p += ".";
-    p += ext ? ext : "CDX";
+    p += code4indexExtension(d->c4);
   }
   std::string found = io::resolve_case(p);
   if (io::file_exists(found) || p.find('/') != std::string::npos) return found;
   // A bare name is looked for beside the table too.
-  const std::string& table = d->table->path();
+  const std::string& table = d->table().path();
   const size_t slash = table.rfind('/');
   if (slash == std::string::npos) return found;
   std::string beside = io::resolve_case(table.substr(0, slash + 1) + p);
@@ -71,7 +72,7 @@ bool tag_definitions(CODE4* c4, const TAG4INFO* tags, std::vector<index::TagDefi
 }
 
 bool supports_index_format(CODE4* c4) {
-  if (c4->settings.format == 1) return true;
+  if (index::index_format(c4->settings.format) != nullptr) return true;
   c4->fail(e4notSupported, std::string("index files of the ") + code4indexExtension(c4) +
                                " format are not available in this engine build");
   return false;
@@ -83,12 +84,11 @@ IndexFile* create_index(DATA4* d, const char* name, const TAG4INFO* tags) {
   if (!supports_index_format(c4) || !tag_definitions(c4, tags, &defs)) return nullptr;
   const bool production = name == nullptr || *name == 0;
   const std::string path =
-      production ? index::production_index_path(d->table->path(), code4indexExtension(c4))
-                 : index_path(d, name);
+      production ? io::companion_path(d->table().path(), code4indexExtension(c4)) : index_path(d, name);
   if (int rc = d->write_pending(); rc != 0) return nullptr;
   IndexFile* file = nullptr;
-  Status st = d->table->make_indexes(c4)->create(path, defs, c4->settings.safety != 0, &file);
-  if (st && production) st = d->table->set_table_flags(table::kTableHasIndex, true);
+  Status st = d->table().make_indexes().create(path, defs, c4->settings.safety != 0, &file);
+  if (st && production) st = d->file().set_table_flags(table::kTableHasIndex, true);
   if (!st) {
     c4->fail(st);
     return nullptr;
@@ -110,7 +110,7 @@ INDEX4* i4open(DATA4* d, const char* name) {
   return guarded<INDEX4*>(c4, nullptr, [&]() -> INDEX4* {
     if (!xbase::api::supports_index_format(c4)) return nullptr;
     IndexFile* file = nullptr;
-    Status st = d->table->make_indexes(c4)->open(xbase::api::index_path(d, name), &file);
+    Status st = d->table().make_indexes().open(xbase::api::index_path(d, name), &file);
     if (!st) {
       c4->fail(st);
       return nullptr;
@@ -137,7 +137,7 @@ int i4close(INDEX4* i) {
   return guarded<int>(c4, e4close, [&] {
     xbase::index::TableIndexes* owner = f->owner;
     for (auto& h : c4->handles)
-      if (h->tag != nullptr && &h->tag->file() == f) h->select_tag(nullptr);
+      if (h->selected_tag() != nullptr && &h->selected_tag()->file() == f) h->select_tag(nullptr);
     Status st = owner->close(f);
     return st ? 0 : c4->fail(st);
   });

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "index/index_file.h"
-#include "table/handles.h"
+#include "api/handles.h"
 
 namespace xbase::api {
 

@@ -4,7 +4,7 @@
 #include <exception>
 #include <new>
 
-#include "table/handles.h"
+#include "api/handles.h"
 
 namespace xbase::api {
 

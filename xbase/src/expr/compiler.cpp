@@ -43,11 +43,11 @@ const char* operator_name(Tok op) {
 
 class Compiler {
  public:
-  Compiler(std::string_view text, DATA4* data, Program* p) : text_(text), data_(data), p_(*p) {}
+  Compiler(std::string_view text, RecordSource& data, Program* p) : text_(text), data_(&data), p_(*p) {}
 
   Status run(const Ast& ast) {
     p_.tables.assign(1, data_);
-    p_.date_picture = data_->c4->settings.date_format.substr(0, kMaxPicture);
+    p_.date_picture = data_->context().settings.date_format.substr(0, kMaxPicture);
     uint32_t root = kNoIndex;
     XB_TRY(node(ast, &root));
     p_.root = root;
@@ -122,32 +122,35 @@ class Compiler {
     return Status::ok();
   }
 
-  static FIELD4* find_field(DATA4* d, std::string_view name) {
-    for (const auto& f : d->fields) {
-      const std::string& fn = f->desc().name;
-      if (fn.size() == name.size() && strncasecmp(fn.data(), name.data(), name.size()) == 0)
-        return f.get();
-    }
+  // The user field of `d` named `name` (an index of its header's fields),
+  // or kNoIndex.
+  static size_t find_field(const RecordSource& d, std::string_view name) {
+    const table::TableHeader& h = d.header();
+    auto matches = [&](size_t i, size_t len) {
+      const std::string& fn = h.fields[i].name;
+      return static_cast<int>(i) != h.null_flags_field && fn.size() == len &&
+             strncasecmp(fn.data(), name.data(), len) == 0;
+    };
+    for (size_t i = 0; i < h.fields.size(); ++i)
+      if (matches(i, name.size())) return i;
     // Field names are significant to ten characters: tables of a FoxPro
     // database keep long names in the database and the first ten in the
     // table, and its index expressions use the long ones.
     constexpr size_t kSignificant = 10;
     if (name.size() > kSignificant)
-      for (const auto& f : d->fields) {
-        const std::string& fn = f->desc().name;
-        if (fn.size() == kSignificant && strncasecmp(fn.data(), name.data(), kSignificant) == 0) return f.get();
-      }
-    return nullptr;
+      for (size_t i = 0; i < h.fields.size(); ++i)
+        if (matches(i, kSignificant)) return i;
+    return kNoIndex;
   }
 
-  uint32_t field_node(uint32_t table, FIELD4* f) {
+  uint32_t field_node(uint32_t table, size_t field) {
     Node n;
-    bind_field(p_, n, table, f->desc(), f);
+    bind_field(p_, n, table, p_.tables[table]->header().fields[field], field);
     return push(n);
   }
 
   Status name(const Ast& a, uint32_t* out) {
-    if (FIELD4* f = find_field(data_, a.text)) {
+    if (size_t f = find_field(*data_, a.text); f != kNoIndex) {
       *out = field_node(0, f);
       return Status::ok();
     }
@@ -155,17 +158,17 @@ class Compiler {
       *out = push(logical_constant(toupper(static_cast<unsigned char>(a.text[0])) == 'T'));
       return Status::ok();
     }
-    return error(e4expr, "no field " + a.text + " in " + data_->alias, a.pos);
+    return error(e4expr, "no field " + a.text + " in " + data_->alias(), a.pos);
   }
 
   Status alias(const Ast& a, uint32_t* out) {
-    DATA4* d = strcasecmp(data_->alias.c_str(), a.alias.c_str()) == 0
-                   ? data_
-                   : data_->c4->find_alias(a.alias.c_str());
+    RecordSource* d = strcasecmp(data_->alias().c_str(), a.alias.c_str()) == 0
+                          ? data_
+                          : data_->context().source_named(a.alias);
     if (d == nullptr)
       return error(e4expr, "no table with the alias " + a.alias + " is open", a.pos);
-    FIELD4* f = find_field(d, a.text);
-    if (f == nullptr) return error(e4expr, "no field " + a.text + " in " + a.alias, a.pos);
+    const size_t f = find_field(*d, a.text);
+    if (f == kNoIndex) return error(e4expr, "no field " + a.text + " in " + a.alias, a.pos);
     uint32_t table = 0;
     while (table < p_.tables.size() && p_.tables[table] != d) ++table;
     if (table == p_.tables.size()) p_.tables.push_back(d);
@@ -258,13 +261,13 @@ class Compiler {
   }
 
   std::string_view text_;
-  DATA4* data_;
+  RecordSource* data_;
   Program& p_;
 };
 
 }  // namespace
 
-Status compile(const Ast& ast, std::string_view text, DATA4* data, Program* out) {
+Status compile(const Ast& ast, std::string_view text, RecordSource& data, Program* out) {
   return Compiler(text, data, out).run(ast);
 }
 

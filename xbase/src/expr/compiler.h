@@ -14,6 +14,6 @@
 namespace xbase::expr {
 
 // `text` is the expression's source, quoted in messages.
-Status compile(const Ast& ast, std::string_view text, DATA4* data, Program* out);
+Status compile(const Ast& ast, std::string_view text, RecordSource& data, Program* out);
 
 }  // namespace xbase::expr

@@ -33,7 +33,7 @@ double datetime_number(TextView t) {
 
 }  // namespace
 
-Status Expression::parse(DATA4* data, std::string_view text, std::unique_ptr<Expression>* out) {
+Status Expression::parse(RecordSource& data, std::string_view text, std::unique_ptr<Expression>* out) {
   std::unique_ptr<Ast> ast;
   XB_TRY(parse_text(text, &ast));
   std::unique_ptr<Expression> e(new Expression());

@@ -22,7 +22,7 @@ namespace xbase::expr {
 class Expression {
  public:
   // e4expr (syntax, unknown names, wrong operand counts) or e4type.
-  static Status parse(DATA4* data, std::string_view text, std::unique_ptr<Expression>* out);
+  static Status parse(RecordSource& data, std::string_view text, std::unique_ptr<Expression>* out);
 
   char type() const { return type_; }
   uint32_t len() const { return len_; }
@@ -36,7 +36,7 @@ class Expression {
   // 1 or 0; e4type (also stored in the context) when not logical.
   int truth();
 
-  DATA4* data() const { return program_.tables[0]; }
+  RecordSource& data() const { return *program_.tables[0]; }
   // For tests and tools: the compiled form.
   const Program& program() const { return program_; }
 

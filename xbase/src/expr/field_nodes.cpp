@@ -49,18 +49,15 @@ TextView datetime_field(Program& p, const Node& n) {
 }
 
 // A memo's value, read once per record load into the node's own buffer
-// (a value assigned and not yet written comes from its FIELD4 instead).
+// (a value the source already holds, assigned or read, comes from there).
 TextView memo_field(Program& p, const Node& n) {
   FieldRef& f = p.fields[n.field];
-  DATA4* d = p.table(n.table);
-  if (f.handle && f.handle->memo_current()) {
-    const std::string& v = f.handle->memo;
-    return {v.data(), std::min(v.size(), kMaxTextLen)};
-  }
+  RecordSource* d = p.table(n.table);
+  if (const std::string* v = d->current_memo(f.index)) return {v->data(), std::min(v->size(), kMaxTextLen)};
   std::string& buf = p.scratch_string(n);
   if (f.memo_generation != d->generation) {
     const uint32_t block = table::field_memo_block(f.desc, d->record.data());
-    Status st = d->table->read_memo(block, &buf, nullptr);
+    Status st = d->read_memo(block, &buf);
     if (!st) {
       buf.clear();
       p.fail(st);
@@ -72,14 +69,14 @@ TextView memo_field(Program& p, const Node& n) {
 
 }  // namespace
 
-void bind_field(Program& p, Node& n, uint32_t table, const table::FieldDesc& fd, FIELD4* handle) {
+void bind_field(Program& p, Node& n, uint32_t table, const table::FieldDesc& fd, size_t index) {
   n.table = table;
   n.offset = fd.offset;
   n.len = fd.len;
   n.width = fd.len;
   n.pure = false;
   n.field = static_cast<uint32_t>(p.fields.size());
-  p.fields.push_back(FieldRef{fd, handle, 0});
+  p.fields.push_back(FieldRef{fd, index, 0});
   switch (fd.storage) {
     case Storage::kNumber:
       n.type = Type::kNumber;

@@ -7,8 +7,8 @@
 namespace xbase::expr {
 
 // Sets `n` up to read field `fd` of table `table` (an index into
-// p.tables); `handle` is the field's FIELD4 on that table.
-void bind_field(Program& p, Node& n, uint32_t table, const table::FieldDesc& fd, FIELD4* handle);
+// p.tables); `index` is its place in that table's header.
+void bind_field(Program& p, Node& n, uint32_t table, const table::FieldDesc& fd, size_t index);
 
 // True when `n` reads a field whose bytes expr4str shows as they are: a
 // numeric text field (type 'N') or a date field (type 'D').

@@ -16,12 +16,9 @@ T fn_iif(Program& p, const Node& n) {
 
 bool fn_deleted(Program& p, const Node&) { return p.table(0)->record[0] == table::kDeletedMark; }
 
-double fn_recno(Program& p, const Node&) {
-  const DATA4* d = p.table(0);
-  return d->append_pending ? 0.0 : double(d->rec_no);
-}
+double fn_recno(Program& p, const Node&) { return p.table(0)->record_number(); }
 
-double fn_reccount(Program& p, const Node&) { return p.table(0)->count(true); }
+double fn_reccount(Program& p, const Node&) { return p.table(0)->record_count(); }
 
 bool fn_empty_text(Program& p, const Node& n) {
   const TextView v = p.text(n.arg[0]);

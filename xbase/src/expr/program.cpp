@@ -14,8 +14,7 @@ const char* type_name(Type t) {
 }
 
 void Program::fail(const Status& st) {
-  CODE4* c4 = context();
-  if (c4) c4->fail(st);
+  tables[0]->context().fail(st);
 }
 
 uint32_t Program::add_scratch(std::string initial) {

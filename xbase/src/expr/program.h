@@ -13,7 +13,7 @@
 
 #include "expr/value.h"
 #include "table/dbf_header.h"
-#include "table/handles.h"
+#include "expr/record_source.h"
 #include "util/status.h"
 
 namespace xbase::expr {
@@ -56,11 +56,11 @@ struct Node {
 };
 
 // A field the expression reads: a copy of its descriptor (the header may be
-// re-read while the expression lives) and, for memos, its FIELD4 so that
-// a value assigned but not yet written is what the expression sees.
+// re-read while the expression lives) and its place in the header, so that
+// a memo value assigned but not yet written is what the expression sees.
 struct FieldRef {
   table::FieldDesc desc;
-  FIELD4* handle = nullptr;
+  size_t index = 0;              // in the header's field list
   uint64_t memo_generation = 0;  // record load whose memo the node's buffer holds
 };
 
@@ -95,8 +95,7 @@ class Program {
   std::string& scratch_string(const Node& n) { return scratch_[n.scratch]; }
 
   const uint8_t* record(const Node& n) const { return tables[n.table]->record.data(); }
-  DATA4* table(uint32_t i) const { return tables[i]; }
-  CODE4* context() const { return tables[0]->c4; }
+  RecordSource* table(uint32_t i) const { return tables[i]; }
   // Evaluation failures (a memo that cannot be read) go to the context; the
   // value in question reads as empty.
   void fail(const Status& st);
@@ -108,7 +107,7 @@ class Program {
   uint32_t add_scratch(size_t size) { return add_scratch(std::string(size, '\0')); }
 
   std::vector<Node> nodes;
-  std::vector<DATA4*> tables;  // [0] is the table the expression was parsed for
+  std::vector<RecordSource*> tables;  // [0] is the table the expression was parsed for
   std::vector<FieldRef> fields;
   uint32_t root = kNoIndex;
   // The context's date picture when the expression was parsed: CTOD, DTOC

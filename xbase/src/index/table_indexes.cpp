@@ -8,9 +8,7 @@
 #include <thread>
 
 #include "index/btree_cursor.h"
-#include "index/cdx/cdx_file.h"
 #include "index/sorted_keys.h"
-#include "table/handles.h"
 
 namespace xbase::index {
 
@@ -35,48 +33,35 @@ Status remove_by_walk(Tag& tag, uint32_t rec) {
 
 }  // namespace
 
-std::string production_index_path(const std::string& table_path, const char* extension) {
-  std::string upper = io::resolve_case(io::path_replace_extension(table_path, extension));
-  if (io::file_exists(upper)) return upper;
-  std::string ext = extension;
-  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  std::string lower = io::resolve_case(io::path_replace_extension(table_path, ext));
-  return io::file_exists(lower) ? lower : upper;
-}
-
-TableIndexes::TableIndexes(CODE4* c4, table::TableFile* table) : c4_(c4), table_(table) {}
+TableIndexes::TableIndexes(Context& context, table::TableFile& table)
+    : context_(context), table_(table), keys_(context, table) {}
 
 TableIndexes::~TableIndexes() {
-  // Files go before the evaluation handle their expressions are bound to.
+  // Files go before the key source their expressions are bound to.
   files_.clear();
 }
 
-table::RetryPolicy TableIndexes::retry() const { return c4_->internal_retry(); }
-
-Status TableIndexes::make_eval() {
-  if (eval_) return Status::ok();
-  auto d = std::make_unique<DATA4>();
-  d->c4 = c4_;
-  // The handle lives inside the table file: it must not keep it alive.
-  d->table = std::shared_ptr<table::TableFile>(std::shared_ptr<table::TableFile>(), table_);
-  d->alias = io::path_base_name(table_->path());
-  for (char& c : d->alias) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  d->read_only = true;
-  d->record.assign(table_->header().record_len, ' ');
-  const auto& fields = table_->header().fields;
-  for (size_t i = 0; i < fields.size(); ++i) {
-    if (static_cast<int>(i) == table_->header().null_flags_field) continue;
-    auto f = std::make_unique<FIELD4>();
-    f->data = d.get();
-    f->index = i;
-    f->text.assign(fields[i].len + 1, '\0');
-    d->fields.push_back(std::move(f));
-  }
-  d->rec_no = 1;
-  d->eof = false;
-  eval_ = std::move(d);
+Status TableIndexes::format_for(const std::string& path, const IndexFormat** out) const {
+  const IndexFormat* f = index_format_of(path);
+  if (f == nullptr) f = index_format(context_.settings.format);
+  if (f == nullptr)
+    return Status(e4notSupported, std::string("index files of the ") + index_extension(context_.settings.format) +
+                                      " format are not available in this engine build");
+  *out = f;
   return Status::ok();
 }
+
+namespace {
+
+IndexOptions options_for(const Context& context, const table::TableFile& table) {
+  IndexOptions o;
+  o.exclusive = table.exclusive();
+  o.read_only = table.read_only();
+  o.default_unique = context.settings.err_default_unique;
+  return o;
+}
+
+}  // namespace
 
 IndexFile* TableIndexes::find(std::string_view name) const {
   const std::string want = io::path_base_name(std::string(name));
@@ -98,19 +83,14 @@ Status TableIndexes::open(const std::string& path, IndexFile** out) {
       *out = f.get();
       return Status::ok();
     }
-  XB_TRY(make_eval());
-  cdx::CdxOptions options;
-  options.exclusive = table_->exclusive();
-  options.read_only = table_->read_only();
-  options.default_unique = c4_->settings.err_default_unique;
-  std::unique_ptr<cdx::CdxFile> file;
-  XB_TRY(cdx::CdxFile::open(path, options, &file));
+  const IndexFormat* format = nullptr;
+  XB_TRY(format_for(path, &format));
+  std::unique_ptr<IndexFile> file;
+  XB_TRY(format->open(path, options_for(context_, table_), &file));
   for (auto& tag : file->tags()) {
-    tag->bind(eval_.get());
+    tag->bind(keys_);
     file->tag_bound(tag.get());
   }
-  // Whatever a failed parse stored in the context is not this call's failure.
-  c4_->error_code = 0;
   file->owner = this;
   *out = file.get();
   files_.push_back(std::move(file));
@@ -119,13 +99,14 @@ Status TableIndexes::open(const std::string& path, IndexFile** out) {
 
 Status TableIndexes::create(const std::string& path, const std::vector<TagDefinition>& defs,
                             bool safety, IndexFile** out) {
-  XB_TRY(make_eval());
-  if (table_->read_only())
-    return Status(e4access, "table " + table_->path() + " is open read-only");
+  if (table_.read_only())
+    return Status(e4access, "table " + table_.path() + " is open read-only");
   if (defs.empty()) return Status(e4index, "an index file needs at least one tag");
+  const IndexFormat* format = nullptr;
+  XB_TRY(format_for(path, &format));
   std::vector<KeyShape> shapes(defs.size());
   for (size_t i = 0; i < defs.size(); ++i) {
-    XB_TRY(shape_for(defs[i], eval_.get(), &shapes[i]));
+    XB_TRY(shape_for(defs[i], keys_, &shapes[i]));
     for (size_t j = 0; j < i; ++j)
       if (strcasecmp(defs[i].name.c_str(), defs[j].name.c_str()) == 0)
         return Status(e4index, "two tags are named " + defs[i].name);
@@ -133,15 +114,12 @@ Status TableIndexes::create(const std::string& path, const std::vector<TagDefini
   for (const auto& f : files_)
     if (io::resolve_case(f->path()) == io::resolve_case(path))
       return Status(e4index, "index " + path + " is open: close it before creating it anew");
-  cdx::CdxOptions options;
-  options.exclusive = table_->exclusive();
-  options.default_unique = c4_->settings.err_default_unique;
-  std::unique_ptr<cdx::CdxFile> file;
-  XB_TRY(cdx::CdxFile::create(path, safety, options, &file));
+  std::unique_ptr<IndexFile> file;
+  XB_TRY(format->create(path, safety, options_for(context_, table_), &file));
   for (size_t i = 0; i < defs.size(); ++i) {
     Tag* tag = nullptr;
     XB_TRY(file->add_tag(defs[i], shapes[i], &tag));
-    tag->bind(eval_.get());
+    tag->bind(keys_);
     file->tag_bound(tag);
     if (!tag->maintainable())
       return Status(e4index, "tag " + tag->name() + ": " + tag->unusable_reason());
@@ -159,18 +137,17 @@ Status TableIndexes::create(const std::string& path, const std::vector<TagDefini
 }
 
 Status TableIndexes::add_tags(IndexFile* file, const std::vector<TagDefinition>& defs) {
-  XB_TRY(make_eval());
   std::vector<Tag*> added;
   Status st;
   for (const TagDefinition& def : defs) {
     KeyShape shape;
-    st = shape_for(def, eval_.get(), &shape);
+    st = shape_for(def, keys_, &shape);
     if (!st) break;
     Tag* tag = nullptr;
     st = file->add_tag(def, shape, &tag);
     if (!st) break;
     added.push_back(tag);
-    tag->bind(eval_.get());
+    tag->bind(keys_);
     file->tag_bound(tag);
   }
   if (st) st = rebuild(file);
@@ -197,27 +174,6 @@ Status TableIndexes::flush() {
   return first;
 }
 
-Status TableIndexes::load_record(int32_t rec) {
-  XB_TRY(table_->read_record(rec, eval_->record.data()));
-  eval_->rec_no = rec;
-  ++eval_->generation;
-  return Status::ok();
-}
-
-void TableIndexes::load_from(DATA4* source, int32_t rec) {
-  std::memcpy(eval_->record.data(), source->record.data(), eval_->record.size());
-  eval_->rec_no = rec;
-  ++eval_->generation;
-  for (size_t i = 0; i < eval_->fields.size() && i < source->fields.size(); ++i) {
-    FIELD4& from = *source->fields[i];
-    if (!from.desc().is_memo() || !from.memo_current()) continue;
-    FIELD4& to = *eval_->fields[i];
-    to.memo = from.memo;
-    to.memo_loaded = true;
-    to.memo_pending = false;
-    to.memo_generation = eval_->generation;
-  }
-}
 
 namespace {
 
@@ -255,7 +211,7 @@ Status TableIndexes::build_files(const std::vector<IndexFile*>& files) {
       tags.push_back(t.get());
     }
   int32_t count = 0;
-  XB_TRY(table_->count(true, &count));
+  XB_TRY(table_.count(true, &count));
   std::vector<std::unique_ptr<SortedKeys>> keys;
   for (Tag* t : tags) {
     keys.push_back(std::make_unique<SortedKeys>(t->key_len()));
@@ -316,13 +272,12 @@ Status TableIndexes::unlock_all(bool write_out) {
 
 void TableIndexes::abandon_update() { (void)unlock_all(false); }
 
-Status TableIndexes::begin_update(DATA4* source, int32_t rec, bool append) {
+Status TableIndexes::begin_update(const expr::RecordSource& source, int32_t rec, bool append) {
   for (auto& f : files_)
     for (auto& t : f->tags())
       if (!t->maintainable())
         return Status(e4index, "tag " + t->name() + " of " + f->path() +
                                    " cannot be kept up to date: " + t->unusable_reason());
-  XB_TRY(make_eval());
   if (updating_) abandon_update();
   updating_ = true;
   for (auto& f : files_) {
@@ -344,7 +299,7 @@ Status TableIndexes::begin_update(DATA4* source, int32_t rec, bool append) {
       for (auto& t : f->tags()) t->evaluate(t->old_key.data(), &t->old_in);
   } else {
     int32_t count = 0;
-    Status st = table_->count(true, &count);
+    Status st = table_.count(true, &count);
     if (!st) {
       abandon_update();
       return st;

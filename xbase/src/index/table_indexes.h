@@ -20,30 +20,35 @@
 #include <vector>
 
 #include "index/index_file.h"
+#include "index/index_formats.h"
+#include "index/key_source.h"
+#include "util/context.h"
 
 namespace xbase::index {
 
 class TableIndexes {
  public:
-  TableIndexes(CODE4* c4, table::TableFile* table);
+  TableIndexes(Context& context, table::TableFile& table);
   ~TableIndexes();
 
   std::vector<std::unique_ptr<IndexFile>>& files() { return files_; }
   bool empty() const { return files_.empty(); }
-  // The evaluation handle tags' expressions are bound to.
-  DATA4* eval() { return eval_.get(); }
-  CODE4* context() const { return c4_; }
-  table::TableFile* table() const { return table_; }
-  table::RetryPolicy retry() const;
+  // The record tags' expressions are bound to.
+  KeySource& keys() { return keys_; }
+  Context& context() const { return context_; }
+  table::TableFile& table() const { return table_; }
+  RetryPolicy retry() const { return context_.internal_retry(); }
 
   // The open file whose base name matches (path and extension ignored,
   // case ignored); null for none.
   IndexFile* find(std::string_view name) const;
   bool owns(const Tag* tag) const;
 
-  // Opens an index file (FoxPro compound format).
+  // Opens an index file, of the format its extension names (the context's
+  // format when the extension names none).
   Status open(const std::string& path, IndexFile** out);
-  // Creates an index file with these tags and builds them.
+  // Creates an index file with these tags and builds them; the format as
+  // for open.
   Status create(const std::string& path, const std::vector<TagDefinition>& defs, bool safety,
                 IndexFile** out);
   // Adds tags to an open file and rebuilds it.
@@ -55,32 +60,29 @@ class TableIndexes {
 
   // Record changes (see above). `source` holds the new record; for an
   // append `rec` is not known yet and is passed to finish_update.
-  Status begin_update(DATA4* source, int32_t rec, bool append);
+  Status begin_update(const expr::RecordSource& source, int32_t rec, bool append);
   // *left_out: a unique tag in continue mode kept this record out.
   Status finish_update(int32_t rec, bool* left_out);
   // Ends an update that was begun but whose record write failed.
   void abandon_update();
 
-  // Loads the evaluation handle with a record of the file.
-  Status load_record(int32_t rec);
-  // Loads it with a handle's buffer (pending memo values included).
-  void load_from(DATA4* source, int32_t rec);
+  // Loads the key source with a record of the file.
+  Status load_record(int32_t rec) { return keys_.load(rec); }
+  // Loads it with a cursor's buffer (memo values it holds included).
+  void load_from(const expr::RecordSource& source, int32_t rec) { keys_.load_from(source, rec); }
 
  private:
-  Status make_eval();
+  Status format_for(const std::string& path, const IndexFormat** out) const;
   Status build_files(const std::vector<IndexFile*>& files);
   Status unlock_all(bool write_out);
 
-  CODE4* c4_;
-  table::TableFile* table_;
-  std::unique_ptr<DATA4> eval_;
+  Context& context_;
+  table::TableFile& table_;
+  KeySource keys_;
   std::vector<std::unique_ptr<IndexFile>> files_;
   std::vector<IndexFile*> locked_;
   bool updating_ = false;
 };
 
-// The production index of a table: its base name with the extension of
-// the context's index format, as found on disk (any letter case).
-std::string production_index_path(const std::string& table_path, const char* extension);
 
 }  // namespace xbase::index

@@ -66,7 +66,7 @@ Status shape_of(const expr::Expression& e, Collation collation, KeyShape* out) {
 
 }  // namespace
 
-Status shape_for(const TagDefinition& def, DATA4* eval, KeyShape* out) {
+Status shape_for(const TagDefinition& def, expr::RecordSource& eval, KeyShape* out) {
   if (def.name.empty() || def.name.size() > kMaxTagName)
     return Status(e4index, "tag name '" + def.name + "' must have 1 to 10 characters");
   for (char c : def.name)
@@ -107,8 +107,8 @@ void Tag::set_unreadable(std::string why) {
   unusable_ = std::move(why);
 }
 
-void Tag::bind(DATA4* eval) {
-  eval_ = eval;
+void Tag::bind(expr::RecordSource& eval) {
+  eval_ = &eval;
   key_.reset();
   filter_.reset();
   if (!unusable_.empty()) return;

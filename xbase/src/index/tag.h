@@ -1,9 +1,9 @@
 // Tag: one ordering of a table (a TAG4): its definition, the shape of its
 // keys, the expressions that make them and the tree that holds them.
 //
-// Keys are computed on the index set's evaluation handle (a private DATA4
-// whose record buffer is loaded with whatever record is to be keyed), so
-// that no user handle moves while its table's indexes are kept up to date.
+// Keys are computed on the index set's key source (a record buffer loaded
+// with whatever record is to be keyed), so that no user cursor moves while
+// its table's indexes are kept up to date.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +24,7 @@ struct INDEX4 {};
 
 namespace xbase::expr {
 class Expression;
+class RecordSource;
 }
 
 namespace xbase::index {
@@ -54,7 +55,7 @@ struct KeyShape {
 // Parses `def`'s expressions against `eval` and derives the key shape a new
 // tag gets: e4expr, e4type (key not of a key type, filter not logical) or
 // e4index (key too long, bad name).
-Status shape_for(const TagDefinition& def, DATA4* eval, KeyShape* out);
+Status shape_for(const TagDefinition& def, expr::RecordSource& eval, KeyShape* out);
 
 class Tag : public TAG4 {
  public:
@@ -74,11 +75,11 @@ class Tag : public TAG4 {
   NodeStore& store() { return *store_; }
   BTree& tree() { return tree_; }
 
-  // Parses the expressions against the evaluation handle. A tag whose keys
+  // Parses the expressions against the key source. A tag whose keys
   // cannot be made here (an expression this engine cannot evaluate, a key
   // length that disagrees, a collation it does not know) still reads, but
   // is not maintainable: changes to its table are refused.
-  void bind(DATA4* eval);
+  void bind(expr::RecordSource& eval);
   bool maintainable() const { return unusable_.empty(); }
   const std::string& unusable_reason() const { return unusable_; }
   void set_unusable(std::string why) { unusable_ = std::move(why); }
@@ -87,7 +88,7 @@ class Tag : public TAG4 {
   bool readable() const { return readable_; }
   void set_unreadable(std::string why);
 
-  // Whether the evaluation handle's record belongs in the tag (its filter)
+  // Whether the key source's record belongs in the tag (its filter)
   // and, when it does (or `always`), its key into `out` (key_len bytes).
   void evaluate(uint8_t* out, bool* included, bool always = false);
   // A seek value as key bytes; *compare_len is how many take part.
@@ -106,7 +107,7 @@ class Tag : public TAG4 {
   int unique_mode_ = 0;
   std::unique_ptr<expr::Expression> key_;
   std::unique_ptr<expr::Expression> filter_;
-  DATA4* eval_ = nullptr;
+  expr::RecordSource* eval_ = nullptr;
   std::string unusable_;
   bool readable_ = true;
 };

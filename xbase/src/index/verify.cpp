@@ -147,7 +147,7 @@ Status verify_file(TableIndexes& set, IndexFile& file, FileVerdict* out) {
   Status st = file.check_file(&fc);
   if (!st) out->problem = st.message();
   int32_t count = 0;
-  XB_TRY(set.table()->count(true, &count));
+  XB_TRY(set.table().count(true, &count));
   for (auto& tag : file.tags()) {
     TagVerdict v;
     v.name = tag->name();

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <thread>
 
-#include "index/table_indexes.h"
 #include "io/endian.h"
 #include "table/field_codec.h"
 #include "vgxbase/xbase.h"
@@ -317,11 +316,6 @@ Status TableFile::write_memo(uint32_t* block, std::string_view value, uint32_t t
   return memo_->flush();
 }
 
-index::TableIndexes* TableFile::make_indexes(CODE4* c4) {
-  if (!indexes_) indexes_ = std::make_unique<index::TableIndexes>(c4, this);
-  return indexes_.get();
-}
-
 Status TableFile::set_table_flags(uint8_t bits, bool on) {
   if (options_.read_only) return read_only_error(path());
   const uint8_t flags = on ? (header_.table_flags | bits) : (header_.table_flags & ~bits);
@@ -333,7 +327,6 @@ Status TableFile::set_table_flags(uint8_t bits, bool on) {
 }
 
 Status TableFile::flush() {
-  if (indexes_ && !options_.read_only) XB_TRY(indexes_->flush());
   if (eof_pending_) {
     const uint8_t eof = kEofMark;
     XB_TRY(dbf_.write(record_offset(count_ + 1), &eof, 1));
@@ -403,7 +396,7 @@ Status TableFile::zap(int32_t first, int32_t last) {
   const uint8_t eof = kEofMark;
   XB_TRY(dbf_.write_through(record_offset(kept + 1), &eof, 1));
   XB_TRY(dbf_.truncate(record_offset(kept + 1) + 1));
-  return indexes_ ? indexes_->rebuild(nullptr) : Status::ok();
+  return Status::ok();
 }
 
 Status TableFile::memo_compress() {

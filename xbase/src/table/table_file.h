@@ -27,21 +27,13 @@
 #include "memo/memo_file.h"
 #include "table/dbf_header.h"
 #include "table/lock_scheme.h"
-
-struct CODE4;
-
-namespace xbase::index {
-class TableIndexes;
-}
+#include "util/context.h"
 
 namespace xbase::table {
 
 using LockOwner = const void*;
 
-struct RetryPolicy {
-  int attempts = 1;  // -1: for ever
-  int delay_ms = 100;
-};
+using RetryPolicy = xbase::RetryPolicy;
 
 // Calls `attempt` until it answers true, at most retry.attempts times
 // (for ever when -1), sleeping retry.delay_ms between calls.
@@ -103,15 +95,10 @@ class TableFile {
   // Forgets cached pages so that other processes' writes are seen.
   Status refresh();
 
-  // The index files open on the table, kept up to date by every change of
-  // every handle; null until the first one opens. make_indexes creates the
-  // set (its evaluation handle reports to `c4`).
-  index::TableIndexes* indexes() { return indexes_.get(); }
-  index::TableIndexes* make_indexes(CODE4* c4);
   // Sets or clears bits of the header's table flags (byte 28).
   Status set_table_flags(uint8_t bits, bool on);
 
-  // Exclusive maintenance. Pack and zap rebuild the open indexes.
+  // Exclusive maintenance (the index files are rebuilt by their owner).
   Status pack();
   Status zap(int32_t first, int32_t last);
   Status memo_compress();
@@ -165,8 +152,6 @@ class TableFile {
   std::unordered_map<int32_t, LockOwner> record_locks_;
   LockOwner file_owner_ = nullptr;
   LockOwner append_owner_ = nullptr;
-  // Last, so that the index files close before the table does.
-  std::unique_ptr<index::TableIndexes> indexes_;
 };
 
 }  // namespace xbase::table

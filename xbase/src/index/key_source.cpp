@@ -1,0 +1,52 @@
+#include "index/key_source.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+#include "io/file.h"
+
+namespace xbase::index {
+
+namespace {
+
+std::string alias_of(const std::string& path) {
+  std::string a = io::path_base_name(path);
+  for (char& c : a) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return a;
+}
+
+}  // namespace
+
+KeySource::KeySource(Context& context, table::TableFile& table)
+    : RecordSource(context, table.header(), alias_of(table.path())),
+      table_(table),
+      memos_(table.header().fields.size()),
+      memo_generation_(table.header().fields.size(), 0) {}
+
+const std::string* KeySource::current_memo(size_t field) const {
+  return field < memos_.size() && memo_generation_[field] == generation ? &memos_[field] : nullptr;
+}
+
+Status KeySource::load(int32_t rec) {
+  XB_TRY(table_.read_record(rec, record.data()));
+  rec_no_ = rec;
+  ++generation;
+  return Status::ok();
+}
+
+void KeySource::load_from(const expr::RecordSource& source, int32_t rec) {
+  std::memcpy(record.data(), source.record.data(), record.size());
+  rec_no_ = rec;
+  ++generation;
+  const auto& fields = header().fields;
+  for (size_t i = 0; i < fields.size(); ++i) {
+    if (!fields[i].is_memo()) continue;
+    if (const std::string* v = source.current_memo(i)) {
+      memos_[i] = *v;
+      memo_generation_[i] = generation;
+    }
+  }
+}
+
+}  // namespace xbase::index
