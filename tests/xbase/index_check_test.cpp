@@ -59,6 +59,23 @@ TEST_F(IndexCheck, NamesAreTheFilesFoundOnDisk) {
   EXPECT_EQ(i4tagAdd(i, nullptr), e4parm);
 }
 
+// New companions take the letter case of the table's extension, as other programs derive them;
+// existing ones are found whatever their case (above).
+TEST_F(IndexCheck, NewCompanionFilesFollowTheTablesExtensionCase) {
+  const struct {
+    const char *table, *memo, *index;
+  } cases[] = {{"lower.dbf", "lower.fpt", "lower.cdx"}, {"UPPER.DBF", "UPPER.FPT", "UPPER.CDX"}};
+  for (const auto& c : cases) {
+    const auto list = fields({fld("NAME", 'C', 10), fld("NOTE", 'M', 10)});
+    const TAG4INFO tags[] = {tag("NAME", "NAME"), {}};
+    DATA4* d = d4create(cx_.c4, dir_.at(c.table).c_str(), list.data(), tags);
+    ASSERT_NE(d, nullptr) << cx_.error();
+    EXPECT_EQ(std::string(d4memoFileName(d)), dir_.at(c.memo));
+    EXPECT_EQ(std::string(i4fileName(d4index(d, nullptr))), dir_.at(c.index));
+    EXPECT_EQ(d4close(d), 0);
+  }
+}
+
 TEST_F(IndexCheck, AddedTagsAreVerifiedAndARefusedOneChangesNothing) {
   DATA4* d = people(2000);
   ASSERT_NE(d, nullptr) << cx_.error();

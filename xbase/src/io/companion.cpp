@@ -7,7 +7,7 @@
 
 namespace xbase::io {
 
-std::string companion_path(const std::string& table_path, const std::string& extension) {
+std::string companion_path(const std::string& table_path, const std::string& extension, FileSystem& fs) {
   const std::string table_ext = path_extension(table_path);
   const bool lower = !table_ext.empty() &&
                      std::none_of(table_ext.begin(), table_ext.end(), [](unsigned char c) { return std::isupper(c); });
@@ -15,8 +15,8 @@ std::string companion_path(const std::string& table_path, const std::string& ext
   for (char& c : ext)
     c = static_cast<char>(lower ? std::tolower(static_cast<unsigned char>(c)) : std::toupper(static_cast<unsigned char>(c)));
   const std::string wanted = path_replace_extension(table_path, ext);
-  const std::string found = resolve_case(wanted);
-  return file_exists(found) ? found : wanted;
+  const std::string found = fs.resolve_case(wanted);
+  return fs.exists(found) ? found : wanted;
 }
 
 }  // namespace xbase::io

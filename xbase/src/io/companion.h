@@ -7,9 +7,12 @@
 
 #include <string>
 
+#include "io/file.h"
+
 namespace xbase::io {
 
 // `extension` without the dot, in either case.
-std::string companion_path(const std::string& table_path, const std::string& extension);
+std::string companion_path(const std::string& table_path, const std::string& extension,
+                           FileSystem& fs = FileSystem::posix());
 
 }  // namespace xbase::io

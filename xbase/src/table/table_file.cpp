@@ -6,6 +6,7 @@
 #include <cstring>
 #include <thread>
 
+#include "io/companion.h"
 #include "io/endian.h"
 #include "table/field_codec.h"
 #include "vgxbase/xbase.h"
@@ -123,16 +124,8 @@ Status TableFile::create(const std::string& path, const TableHeader& header, boo
   memo::MemoKind kind = memo_kind_for(header);
   std::string memo_path;
   if (header.needs_memo) {
-    memo_path = io::path_replace_extension(target, kind == memo::MemoKind::kFpt ? "FPT" : "DBT");
-    // Keep the table's own letter case for its companion.
-    std::string ext = io::path_extension(target);
-    if (!ext.empty() && std::all_of(ext.begin(), ext.end(), [](char c) { return c >= 'a' && c <= 'z'; }))
-      memo_path = io::path_replace_extension(target, kind == memo::MemoKind::kFpt ? "fpt" : "dbt");
-    std::string existing = fs.resolve_case(memo_path);
-    if (fs.exists(existing)) {
-      if (safety) return Status(e4create, "cannot create " + existing + ": it exists");
-      memo_path = existing;
-    }
+    memo_path = io::companion_path(target, kind == memo::MemoKind::kFpt ? "FPT" : "DBT", fs);
+    if (fs.exists(memo_path) && safety) return Status(e4create, "cannot create " + memo_path + ": it exists");
   }
   std::unique_ptr<io::File> file;
   XB_TRY(fs.open(target, exists ? io::OpenMode::kReadWrite : io::OpenMode::kCreateExclusive, &file));
