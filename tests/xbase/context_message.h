@@ -5,11 +5,7 @@
 
 #include <string>
 
-#if __has_include("api/handles.h")
 #include "api/handles.h"
-#else
-#include "table/handles.h"
-#endif
 
 namespace test_files {
 

@@ -1,11 +1,9 @@
-// Index files through the C interface: creation with tables, tag order in
-// both directions, seeks, keys kept right by every kind of change, unique
-// modes, filters, maintenance, clones and reopening.
-#include <cstring>
-#include <fstream>
-#include <iterator>
+// Index files through the C interface, in every index format: creation with
+// tables, tag order in both directions, seeks, keys kept right by every kind
+// of change, unique modes, filters, maintenance, clones and reopening.
+#include <filesystem>
 
-#include "index/cdx/cdx_file.h"
+#include "index/cdx/cdx_file.h"  // the compound file's page cache, shrunk by one test
 #include "index_fixture.h"
 
 using index_test::IndexTest;
@@ -22,13 +20,9 @@ class IndexApi : public IndexTest {
                       tag("ACTIVE", "NAME", "ACTIVE .AND. AGE > 20"), tag("FLAG", "ACTIVE")});
     return make_people("people", list, n);
   }
-  int select(DATA4* d, const char* name) {
-    TAG4* t = i4tag(d4index(d, nullptr), name);
-    return t ? d4tagSelectP(d, t) : -1;
-  }
 };
 
-TEST_F(IndexApi, TagsWalkInTheirOrderBothWays) {
+TEST_P(IndexApi, TagsWalkInTheirOrderBothWays) {
   DATA4* d = standard();
   ASSERT_NE(d, nullptr);
   struct {
@@ -55,15 +49,12 @@ TEST_F(IndexApi, TagsWalkInTheirOrderBothWays) {
   verify(d);
 }
 
-TEST_F(IndexApi, ReopenFindsTheProductionIndex) {
+TEST_P(IndexApi, ReopenFindsTheProductionIndex) {
   DATA4* d = standard(50);
   ASSERT_NE(d, nullptr);
   ASSERT_EQ(d4close(d), 0);
-  // The table says it has a production index.
-  std::ifstream in(path("people.DBF"), std::ios::binary);
-  std::vector<char> head(32);
-  in.read(head.data(), 32);
-  EXPECT_EQ(head[28] & 0x01, 0x01);
+  EXPECT_EQ(test_files::slurp(path("people.DBF"))[28] & 0x01, 0x01)
+      << "the table says it has a production index";
   d = d4open(c4_, path("people").c_str());
   ASSERT_NE(d, nullptr);
   INDEX4* ix = d4index(d, "");
@@ -89,7 +80,7 @@ TEST_F(IndexApi, ReopenFindsTheProductionIndex) {
   EXPECT_EQ(d4index(d, nullptr), nullptr);
 }
 
-TEST_F(IndexApi, SeeksAnswerFoundAfterOrEof) {
+TEST_P(IndexApi, SeeksAnswerFoundAfterOrEof) {
   DATA4* d = standard();
   ASSERT_NE(d, nullptr);
   ASSERT_EQ(select(d, "NAME"), 0);
@@ -129,7 +120,7 @@ TEST_F(IndexApi, SeeksAnswerFoundAfterOrEof) {
   EXPECT_GE(std::string(f4str(d4field(d, "BIRTH"))), "1980");
 }
 
-TEST_F(IndexApi, SeekNextRunsThroughEqualKeys) {
+TEST_P(IndexApi, SeekNextRunsThroughEqualKeys) {
   DATA4* d = standard();
   ASSERT_NE(d, nullptr);
   ASSERT_EQ(select(d, "NAME"), 0);
@@ -151,7 +142,7 @@ TEST_F(IndexApi, SeekNextRunsThroughEqualKeys) {
   EXPECT_EQ(rc, r4after);  // on the next key
 }
 
-TEST_F(IndexApi, TagSyncAliasAndCountedSeekNext) {
+TEST_P(IndexApi, TagSyncAliasAndCountedSeekNext) {
   DATA4* d = standard();
   ASSERT_NE(d, nullptr);
   ASSERT_EQ(select(d, "NAME"), 0);
@@ -179,7 +170,7 @@ TEST_F(IndexApi, TagSyncAliasAndCountedSeekNext) {
   EXPECT_NE(d4seekN(d, "ANNA\0", 5), r4success);
 }
 
-TEST_F(IndexApi, ChangesMoveKeysAndDeletedRecordsStay) {
+TEST_P(IndexApi, ChangesMoveKeysAndDeletedRecordsStay) {
   DATA4* d = standard();
   ASSERT_NE(d, nullptr);
   DATA4* clone = d4openClone(d);
@@ -208,7 +199,7 @@ TEST_F(IndexApi, ChangesMoveKeysAndDeletedRecordsStay) {
   verify(d);
 }
 
-TEST_F(IndexApi, UniqueErrorModeRefusesAndWritesNothing) {
+TEST_P(IndexApi, UniqueErrorModeRefusesAndWritesNothing) {
   auto list = tags({tag("NAME", "NAME", "", r4unique), tag("AGE", "AGE")});
   DATA4* d = make_people("uniq", list, 0);
   ASSERT_NE(d, nullptr);
@@ -230,7 +221,7 @@ TEST_F(IndexApi, UniqueErrorModeRefusesAndWritesNothing) {
   verify(d);
 }
 
-TEST_F(IndexApi, UniqueContinueModeLeavesRecordsOut) {
+TEST_P(IndexApi, UniqueContinueModeLeavesRecordsOut) {
   auto list = tags({tag("NAME", "NAME", "", r4uniqueContinue)});
   DATA4* d = make_people("uniqc", list, 0);
   ASSERT_NE(d, nullptr);
@@ -257,7 +248,7 @@ TEST_F(IndexApi, UniqueContinueModeLeavesRecordsOut) {
   verify(d);
 }
 
-TEST_F(IndexApi, PackZapReindexAndCreateKeepTagsRight) {
+TEST_P(IndexApi, PackZapReindexAndCreateKeepTagsRight) {
   DATA4* d = standard(200);
   ASSERT_NE(d, nullptr);
   for (int32_t r = 1; r <= 200; r += 3) {
@@ -283,21 +274,19 @@ TEST_F(IndexApi, PackZapReindexAndCreateKeepTagsRight) {
   ASSERT_EQ(d4tagSelectP(d, i4tag(ix, "YOUNG")), 0);
   EXPECT_EQ(walk(d), order_by(d, "NAME", "AGE < 18", true));
   verify(d);
+  verify(d, ix);
   ASSERT_EQ(i4close(ix), 0);
   EXPECT_EQ(d4tagSelected(d), nullptr);
   append(d, {"late", 4, "20200202", false});
   ix = i4open(d, path("extra").c_str());
   ASSERT_NE(ix, nullptr);
   // The file missed the last append: the verifier says so, a reindex mends it.
-  auto* set = d->table->indexes();
-  xbase::index::FileVerdict v;
-  ASSERT_TRUE(xbase::index::verify_file(*set, *static_cast<xbase::index::IndexFile*>(ix), &v));
-  EXPECT_FALSE(v.ok());
+  EXPECT_NE(index_test::first_problem(ix), "");
   ASSERT_EQ(d4reindex(d), 0);
-  verify(d);
+  verify(d, ix);
 }
 
-TEST_F(IndexApi, MemoKeysFollowMemoChanges) {
+TEST_P(IndexApi, MemoKeysFollowMemoChanges) {
   auto list = tags({tag("NOTE", "LEFT(NOTE, 8)")});
   DATA4* d = make_people("memo", list, 5);
   ASSERT_NE(d, nullptr);
@@ -316,7 +305,7 @@ TEST_F(IndexApi, MemoKeysFollowMemoChanges) {
   verify(d);
 }
 
-TEST_F(IndexApi, GeneralCollationFoldsCaseAndAccents) {
+TEST_P(IndexApi, GeneralCollationFoldsCaseAndAccents) {
   code4collatingSequence(c4_, 1);
   auto list = tags({tag("NAME", "NAME")});
   DATA4* d = make_people("general", list, 0);
@@ -333,17 +322,17 @@ TEST_F(IndexApi, GeneralCollationFoldsCaseAndAccents) {
   EXPECT_EQ(d4recNoLow(d), 6);
   EXPECT_EQ(d4seek(d, "zoe"), r4success);
   EXPECT_EQ(d4seek(d, "ANNAB"), r4after);
-  // Keys are twice the field's width, as the products make them.
-  EXPECT_EQ(static_cast<xbase::index::Tag*>(d4tagSelected(d))->key_len(), 24u);
   verify(d);
 }
 
-TEST_F(IndexApi, TinyNodeCacheGivesTheSameResults) {
+TEST_P(IndexApi, TinyNodeCacheGivesTheSameResults) {
   DATA4* d = standard(400);
   ASSERT_NE(d, nullptr);
   // Every read or change starts from an empty cache of decoded pages.
-  for (auto& f : d->table->indexes()->files())
-    static_cast<xbase::index::cdx::CdxFile&>(*f).set_cache_budget(0);
+  auto* file = dynamic_cast<xbase::index::cdx::CdxFile*>(
+      static_cast<xbase::index::IndexFile*>(d4index(d, nullptr)));
+  if (file == nullptr) GTEST_SKIP() << "no page cache to shrink in this format";
+  file->set_cache_budget(0);
   ASSERT_EQ(select(d, "NAME"), 0);
   for (int32_t r = 1; r <= 400; r += 3) {
     ASSERT_EQ(d4go(d, r), 0);
@@ -358,7 +347,7 @@ TEST_F(IndexApi, TinyNodeCacheGivesTheSameResults) {
   verify(d);
 }
 
-TEST_F(IndexApi, SkipsFromRecordsOutsideTheTagAndFromTheEnds) {
+TEST_P(IndexApi, SkipsFromRecordsOutsideTheTagAndFromTheEnds) {
   DATA4* d = standard(60);
   ASSERT_NE(d, nullptr);
   ASSERT_EQ(select(d, "ACTIVE"), 0);
@@ -405,7 +394,7 @@ TEST_F(IndexApi, SkipsFromRecordsOutsideTheTagAndFromTheEnds) {
   EXPECT_EQ(d4skip(d, 1), r4eof);
 }
 
-TEST_F(IndexApi, RefusalsAndErrors) {
+TEST_P(IndexApi, RefusalsAndErrors) {
   auto bad = tags({tag("BAD", "NOSUCHFIELD")});
   EXPECT_EQ(make_people("bad", bad, 0), nullptr);
   EXPECT_EQ(code4errorCode(c4_, 0), e4expr);
@@ -432,5 +421,8 @@ TEST_F(IndexApi, RefusalsAndErrors) {
   EXPECT_EQ(i4open(d, path("missing").c_str()), nullptr);
   EXPECT_LT(code4errorCode(c4_, 0), 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, IndexApi, ::testing::ValuesIn(formats::indexes()),
+                         formats::Named());
 
 }  // namespace

@@ -1,20 +1,19 @@
-// Shared setup of the index tests: a context, a scratch folder, a people
-// table, walks in tag order and the engine's own verifier.
+// Shared setup of the index tests, which run over the index formats: a
+// context of the format, a scratch folder, a people table, walks in tag
+// order and the engine's own verifier, all through the C interface.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "index/table_indexes.h"
-#include "index/verify.h"
-#include "table/handles.h"
-#include "vgxbase/xbase.h"
+#include "formats.h"
 #include "test_files.h"
+#include "vgxbase/xbase.h"
 
 namespace index_test {
 
@@ -45,44 +44,48 @@ inline std::vector<Person> people(int n) {
   unsigned seed = 7;
   for (int i = 0; i < n; ++i) {
     seed = seed * 1103515245u + 12345u;
-    Person p;
-    p.name = std::string(first[(seed >> 8) % 10]) +
-             (((seed >> 16) % 3) ? std::to_string((seed >> 4) % 50) : "");
-    p.age = static_cast<int>((seed >> 12) % 90) - 5;
-    const int year = 1950 + static_cast<int>((seed >> 5) % 60);
-    const int month = 1 + static_cast<int>((seed >> 9) % 12);
-    const int day = 1 + static_cast<int>((seed >> 13) % 28);
-    char b[9];
-    std::snprintf(b, sizeof b, "%04d%02d%02d", year, month, day);
-    p.birth = (seed >> 20) % 7 == 0 ? "        " : b;
-    p.active = (seed >> 3) % 2 == 0;
-    out.push_back(p);
+    char birth[9];
+    std::snprintf(birth, sizeof birth, "%04d%02d%02d", 1950 + int((seed >> 5) % 60),
+                  1 + int((seed >> 9) % 12), 1 + int((seed >> 13) % 28));
+    out.push_back({std::string(first[(seed >> 8) % 10]) +
+                       (((seed >> 16) % 3) ? std::to_string((seed >> 4) % 50) : ""),
+                   int((seed >> 12) % 90) - 5, (seed >> 20) % 7 == 0 ? "        " : birth,
+                   (seed >> 3) % 2 == 0});
   }
   return out;
 }
 
-class IndexTest : public ::testing::Test {
+// The verifier's report on an index file: "" when the file and every tag
+// are right, else the first problem it names.
+inline std::string first_problem(INDEX4* index) {
+  INDEX4CHECK* report = i4verify(index);
+  if (report == nullptr) return "the verifier could not run";
+  std::string problem = report->problem;
+  for (int32_t i = 0; i < report->numTags && problem.empty(); ++i)
+    if (*report->tags[i].problem) problem = std::string(report->tags[i].name) + ": " + report->tags[i].problem;
+  u4freeDefault(report);
+  return problem;
+}
+
+class IndexTest : public ::testing::TestWithParam<formats::Index> {
  protected:
   void SetUp() override {
-    c4_ = code4initP();
-    ASSERT_NE(c4_, nullptr);
     code4errOff(c4_, 1);
     code4accessMode(c4_, 1);
+    code4indexFormat(c4_, GetParam().format);
   }
-  void TearDown() override {
-    code4initUndo(c4_);
-  }
+  void TearDown() override { code4initUndo(c4_); }
 
   std::string path(const std::string& name) const { return dir_ + "/" + name; }
+  // The file of an index named `base`, in the format's extension.
+  std::string index_path(const std::string& base) const { return path(base + "." + GetParam().ext); }
 
   // NAME C(12), AGE N(4), BIRTH D, ACTIVE L, NOTE M; filled with people(n).
   DATA4* make_people(const std::string& name, const std::vector<TAG4INFO>& tag_list, int n) {
-    FIELD4INFO fields[] = {
-        {const_cast<char*>("NAME"), 'C', 12, 0, 0}, {const_cast<char*>("AGE"), 'N', 4, 0, 0},
-        {const_cast<char*>("BIRTH"), 'D', 8, 0, 0}, {const_cast<char*>("ACTIVE"), 'L', 1, 0, 0},
-        {const_cast<char*>("NOTE"), 'M', 10, 0, 0}, {}};
-    DATA4* d =
-        d4create(c4_, path(name).c_str(), fields, tag_list.empty() ? nullptr : tag_list.data());
+    const auto f = test_files::fields({test_files::fld("NAME", 'C', 12), test_files::fld("AGE", 'N', 4),
+                                       test_files::fld("BIRTH", 'D', 8), test_files::fld("ACTIVE", 'L', 1),
+                                       test_files::fld("NOTE", 'M', 10)});
+    DATA4* d = d4create(c4_, path(name).c_str(), f.data(), tag_list.empty() ? nullptr : tag_list.data());
     if (d == nullptr) return nullptr;
     for (const Person& p : people(n)) append(d, p);
     return d;
@@ -95,6 +98,12 @@ class IndexTest : public ::testing::Test {
     f4assign(d4field(d, "BIRTH"), p.birth.c_str());
     f4assign(d4field(d, "ACTIVE"), p.active ? "T" : "F");
     EXPECT_EQ(d4append(d), 0);
+  }
+
+  // Selects the production index's tag `name`.
+  static int select(DATA4* d, const char* name) {
+    TAG4* t = i4tag(d4index(d, nullptr), name);
+    return t ? d4tagSelectP(d, t) : -1;
   }
 
   // Record numbers from top to end of file, and from bottom back.
@@ -121,8 +130,7 @@ class IndexTest : public ::testing::Test {
       if (f && expr4true(f) != 1) continue;
       const int t = expr4type(e);
       const bool number = t == 'n' || t == 'N' || t == 'd';
-      rows.push_back(
-          {{number ? expr4double(e) : 0.0, number ? std::string() : std::string(expr4str(e))}, r});
+      rows.push_back({{number ? expr4double(e) : 0.0, number ? std::string() : std::string(expr4str(e))}, r});
     }
     expr4free(e);
     if (f) expr4free(f);
@@ -133,19 +141,15 @@ class IndexTest : public ::testing::Test {
     return out;
   }
 
-  // The engine's verifier over every index open on the table.
-  static void verify(DATA4* d) {
-    auto* set = d->table->indexes();
-    ASSERT_NE(set, nullptr);
-    for (auto& f : set->files()) {
-      xbase::index::FileVerdict v;
-      xbase::Status st = xbase::index::verify_file(*set, *f, &v);
-      ASSERT_TRUE(st) << st.message();
-      EXPECT_TRUE(v.ok()) << v.first_problem();
-    }
+  // The engine's verifier passes the index file (the table's production
+  // index unless told).
+  static void verify(DATA4* d, INDEX4* index = nullptr) {
+    index = index ? index : d4index(d, nullptr);
+    ASSERT_NE(index, nullptr);
+    EXPECT_EQ(first_problem(index), "");
   }
 
-  CODE4* c4_ = nullptr;
+  CODE4* c4_ = code4initP();
   test_files::TempDir tmp_{"vgx-index"};
   const std::string dir_ = tmp_.path().string();
 };

@@ -19,11 +19,11 @@ using index_test::tags;
 
 bool perl_has_xbase() { return vgx_test::run_command("perl -MXBase -e 1 2>/dev/null").status == 0; }
 
-std::vector<std::string> oracle_order(const std::string& dbf, const std::string& cdx,
+std::vector<std::string> oracle_order(const std::string& dbf, const std::string& index,
                                       const char* tag_name, const char* field) {
   const std::string cmd =
       "perl " + vgx_test::shell_quote(vgx_test::interop_script("xbase_index_order.pl").string()) +
-      " " + vgx_test::shell_quote(dbf) + " " + vgx_test::shell_quote(cdx) + " " + tag_name + " " +
+      " " + vgx_test::shell_quote(dbf) + " " + vgx_test::shell_quote(index) + " " + tag_name + " " +
       field + " 2>&1";
   vgx_test::RunResult r = vgx_test::run_command(cmd);
   EXPECT_EQ(r.status, 0) << r.out;
@@ -46,7 +46,7 @@ std::string trimmed(std::string s) {
 
 class IndexInterop : public IndexTest {};
 
-TEST_F(IndexInterop, PerlReadsTheEngineTagsInTheSameOrder) {
+TEST_P(IndexInterop, PerlReadsTheEngineTagsInTheSameOrder) {
   if (!perl_has_xbase()) GTEST_SKIP() << "the perl reader of xBase files is not installed";
   auto list = tags({tag("NAME", "NAME"), tag("AGE", "AGE")});
   DATA4* d = make_people("interop", list, 3000);
@@ -62,17 +62,20 @@ TEST_F(IndexInterop, PerlReadsTheEngineTagsInTheSameOrder) {
   ASSERT_EQ(d4flush(d), 0);
   for (const char* name : {"NAME", "AGE"}) {
     SCOPED_TRACE(name);
-    ASSERT_EQ(d4tagSelectP(d, i4tag(d4index(d, nullptr), name)), 0);
+    ASSERT_EQ(select(d, name), 0);
     std::vector<std::string> ours;
     for (int rc = d4top(d); rc == 0; rc = d4skip(d, 1))
       ours.push_back(trimmed(f4str(d4field(d, name))));
     std::vector<std::string> theirs =
-        oracle_order(path("interop.DBF"), path("interop.CDX"), name, name);
+        oracle_order(path("interop.DBF"), index_path("interop"), name, name);
     if (std::string(name) == "AGE")
       for (auto& v : theirs) v = std::to_string(std::atoi(v.c_str()));
     ASSERT_EQ(theirs.size(), ours.size());
     EXPECT_EQ(theirs, ours);
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, IndexInterop, ::testing::ValuesIn(formats::indexes()),
+                         formats::Named());
 
 }  // namespace

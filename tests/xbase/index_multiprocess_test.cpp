@@ -1,7 +1,7 @@
-// Shared index files: processes appending and updating one table at once
-// must leave every tag holding each record's key exactly once; a context
-// sees another's changes; the index lock sits on byte 0x7FFFFFFE of the
-// .CDX and changes wait for it.
+// Shared index files, in every index format: processes appending and
+// updating one table at once must leave every tag holding each record's key
+// exactly once; a context sees another's changes; changes wait for the
+// index file's lock byte.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -27,34 +27,28 @@ class SharedIndex : public index_test::IndexTest {
   }
   // KEY N(8) unique, NAME C(20), AGE N(3) with tags UNIQ, NAME, AGE.
   void make_table() {
-    FIELD4INFO fields[] = {{const_cast<char*>("KEY"), 'N', 8, 0, 0},
-                           {const_cast<char*>("NAME"), 'C', 20, 0, 0},
-                           {const_cast<char*>("AGE"), 'N', 3, 0, 0},
-                           {}};
+    const auto fields = test_files::fields({test_files::fld("KEY", 'N', 8), test_files::fld("NAME", 'C', 20),
+                                            test_files::fld("AGE", 'N', 3)});
     auto list = tags({tag("UNIQ", "KEY", "", r4unique), tag("NAME", "UPPER(NAME)"),
                       tag("AGE", "AGE", "AGE > 10")});
-    DATA4* d = d4create(c4_, path("shared").c_str(), fields, list.data());
+    DATA4* d = d4create(c4_, path("shared").c_str(), fields.data(), list.data());
     ASSERT_NE(d, nullptr);
     ASSERT_EQ(d4close(d), 0);
   }
-  std::string worker() const { return std::string(VGX_HELPER_DIR) + "/index_worker"; }
+  process_util::Child worker(const char* command, int w, const std::string& count) {
+    return process_util::spawn({std::string(VGX_HELPER_DIR) + "/index_worker", command,
+                                "table=" + path("shared"), "format=" + std::to_string(GetParam().format),
+                                "worker=" + std::to_string(w), count, "start=" + path("go")},
+                               false);
+  }
 };
 
-TEST_F(SharedIndex, ProcessesAppendingAndUpdatingKeepEveryTagRight) {
+TEST_P(SharedIndex, ProcessesAppendingAndUpdatingKeepEveryTagRight) {
   make_table();
-  const std::string start = path("go");
   std::vector<process_util::Child> children;
-  for (int w = 1; w <= 3; ++w)
-    children.push_back(
-        process_util::spawn({worker(), "append", "table=" + path("shared"),
-                             "worker=" + std::to_string(w), "count=500", "start=" + start},
-                            false));
-  for (int w = 1; w <= 2; ++w)
-    children.push_back(
-        process_util::spawn({worker(), "update", "table=" + path("shared"),
-                             "worker=" + std::to_string(w), "iterations=400", "start=" + start},
-                            false));
-  { std::ofstream(start).put('x'); }
+  for (int w = 1; w <= 3; ++w) children.push_back(worker("append", w, "count=500"));
+  for (int w = 1; w <= 2; ++w) children.push_back(worker("update", w, "iterations=400"));
+  test_files::spit(path("go"), "x");
   for (auto& c : children) EXPECT_EQ(process_util::wait_exit(c.pid), 0);
 
   DATA4* d = d4open(c4_, path("shared").c_str());
@@ -69,12 +63,13 @@ TEST_F(SharedIndex, ProcessesAppendingAndUpdatingKeepEveryTagRight) {
   EXPECT_EQ(walk(d), order_by(d, "UPPER(NAME)"));
 }
 
-TEST_F(SharedIndex, AContextSeesAnotherContextsChanges) {
+TEST_P(SharedIndex, AContextSeesAnotherContextsChanges) {
   make_table();
   DATA4* a = d4open(c4_, path("shared").c_str());
   ASSERT_NE(a, nullptr);
   CODE4* other = code4initP();
   code4errOff(other, 1);
+  code4indexFormat(other, GetParam().format);
   // The file marks the tag unique; the mode is the opening context's.
   code4errDefaultUnique(other, r4unique);
   DATA4* b = d4open(other, path("shared").c_str());
@@ -106,17 +101,17 @@ TEST_F(SharedIndex, AContextSeesAnotherContextsChanges) {
   code4initUndo(other);
 }
 
-TEST_F(SharedIndex, ChangesWaitForTheIndexLockByte) {
+TEST_P(SharedIndex, ChangesWaitForTheIndexLockByte) {
   make_table();
   DATA4* d = d4open(c4_, path("shared").c_str());
   ASSERT_NE(d, nullptr);
-  // Another holder of byte 0x7FFFFFFE of the index file.
-  const int fd = ::open(path("shared.CDX").c_str(), O_RDWR | O_CLOEXEC);
+  // Another holder of the index file's lock byte.
+  const int fd = ::open(index_path("shared").c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_GE(fd, 0);
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
-  lock.l_start = 0x7FFFFFFE;
+  lock.l_start = off_t(GetParam().lock_byte);
   lock.l_len = 1;
   ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &lock), 0);
   d4appendStart(d, 0);
@@ -132,5 +127,8 @@ TEST_F(SharedIndex, ChangesWaitForTheIndexLockByte) {
   EXPECT_EQ(d4recCount(d), 1);
   verify(d);
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, SharedIndex, ::testing::ValuesIn(formats::indexes()),
+                         formats::Named());
 
 }  // namespace

@@ -7,7 +7,8 @@
 //   index_worker update table=T worker=W iterations=N
 //       N times: locks a record, re-reads it, gives it a new NAME and AGE
 //       (its keys move), writes it and unlocks.
-//   Both wait for the file start=PATH to exist before they begin, when given.
+//   Both wait for the file start=PATH to exist before they begin, when given,
+//   and open the table under the index format format=F (1 unless told).
 // Refused locks are retried; any other failure ends the worker with status 1.
 #include <unistd.h>
 
@@ -104,6 +105,7 @@ int main(int argc, char** argv) {
     while (access(it->second.c_str(), F_OK) != 0) usleep(1000);
   CODE4* c4 = code4initP();
   if (c4 == nullptr) return 1;
+  code4indexFormat(c4, arg_int(args, "format", 1));
   code4lockAttemptsSingle(c4, 50);
   code4lockDelay(c4, 2);
   DATA4* d = d4open(c4, args.count("table") ? args.at("table").c_str() : "");
