@@ -565,67 +565,86 @@ TEST_F(DamagedTable, LaterFoxProFieldsThatLie) {
 // ---- memo references and blocks ---------------------------------------------------
 
 // One damage to the memo side of a sample: the formats it applies to (names or
-// memo extensions, "" for all), the change, then record `rec`'s memo: the
-// error, a part of the message, the value. Record 0: a scan of every record
-// must meet the error.
+// memo extensions, "" for all), what changes (one of the kinds below, with a
+// value), then record `rec`'s memo: the error, a part of the message, the
+// value. Record 0: a scan of every record must meet the error.
+enum Change {
+  kRef,          // record 1's reference: block `value`
+  kRefText,      // record 1's text reference: these ten bytes
+  kBlockLength,  // record 1's block: the length word (kToEnd, kPastEnd: to the file's end, a byte past)
+  kNoMark,       // record 1's dBASE IV block without its mark: text ended by 0x1A
+  kNoTerminator, // record 3's block: 700 bytes to the file's end
+  kBlockSize,    // the memo header's block size
+  kNextFree,     // the memo header's next free block
+};
 struct MemoDamage {
   const char* formats;
   const char* what;
-  void (*damage)(Sample&);
+  Change change;
+  int64_t value;
+  const char* text;
   int32_t rec;
   int error;
   const char* message;
-  Bytes value;
+  Bytes memo;
 };
 
-void set_fpt_length(Sample& s, uint32_t len) { xbase::io::store_u32be(s.memo.data() + s.block_at(1) + 4, len); }
-uint32_t fpt_room(const Sample& s) { return uint32_t(s.memo.size() - s.block_at(1) - 8); }
+constexpr int64_t kToEnd = -1, kPastEnd = -2;  // kPastEnd with kRef: the block after the last
+
+void apply(const MemoDamage& m, Sample& s) {
+  const bool fpt = s.format.memo_big_endian();
+  const size_t at = m.change == kNoTerminator ? s.block_at(3) : s.block_at(1);
+  switch (m.change) {
+    case kRef:
+      s.set_memo_ref(1, uint32_t(m.value == kPastEnd ? s.memo.size() / s.block_size() + 1 : m.value));
+      break;
+    case kRefText: s.dbf.replace(s.record_at(1) + s.notes_at, 10, m.text, 10); break;
+    case kBlockLength: {
+      // FoxPro: a u32be length after the type word; dBASE IV: FF FF 08 00, then
+      // a u32le length that counts those 8 bytes.
+      const uint32_t room = uint32_t(s.memo.size() - at - (fpt ? 8 : 0));
+      const uint32_t len = m.value == kToEnd ? room : m.value == kPastEnd ? room + 1 : uint32_t(m.value);
+      if (fpt) xbase::io::store_u32be(s.memo.data() + at + 4, len);
+      else put32(s.memo, at + 4, len);
+      break;
+    }
+    case kNoMark: s.memo.replace(at, 8, "Say: \x1A\x1A\x1A"); break;
+    case kNoTerminator: s.memo = s.memo.substr(0, at) + Bytes(700, 'x'); break;
+    case kBlockSize:
+      if (fpt) s.memo[6] = char(m.value >> 8), s.memo[7] = char(m.value);
+      else put16(s.memo, 20, uint16_t(m.value));
+      break;
+    case kNextFree: put32(s.memo, 0, uint32_t(m.value)); break;
+  }
+}
 
 const MemoDamage kMemoDamages[] = {
-    {"", "reference past the end", [](Sample& s) { s.set_memo_ref(1, uint32_t(s.memo.size() / s.block_size() + 1)); },
-     1, e4data, "T.", ""},
-    {"", "reference 0xFFFFFFFF", [](Sample& s) { s.set_memo_ref(1, 0xFFFFFFFFu); }, 1, e4data, "T.", ""},
-    {"", "reference 1000000", [](Sample& s) { s.set_memo_ref(1, 1000000); }, 1, e4data, "T.", ""},
-    {"FPT", "reference into the header", [](Sample& s) { s.set_memo_ref(1, 1); }, 1, e4data, "T.", ""},
+    {"", "reference past the end", kRef, kPastEnd, "", 1, e4data, "T.", ""},
+    {"", "reference 0xFFFFFFFF", kRef, 0xFFFFFFFF, "", 1, e4data, "T.", ""},
+    {"", "reference 1000000", kRef, 1000000, "", 1, e4data, "T.", ""},
+    {"FPT", "reference into the header", kRef, 1, "", 1, e4data, "T.", ""},
     // A text reference that is no number: no memo rather than a wrong one.
-    {"Clipper DbaseIV FoxPro2", "reference with letters",
-     [](Sample& s) { s.dbf.replace(s.record_at(1) + s.notes_at, 10, "  12ab    "); }, 1, 0, "", ""},
-    {"Clipper", "reference of ten nines",
-     [](Sample& s) { s.dbf.replace(s.record_at(1) + s.notes_at, 10, "9999999999"); }, 1, 0, "", ""},
-    {"Clipper", "negative reference",
-     [](Sample& s) { s.dbf.replace(s.record_at(1) + s.notes_at, 10, "-000000001"); }, 1, 0, "", ""},
-    {"Clipper", "reference of control bytes",
-     [](Sample& s) { s.dbf.replace(s.record_at(1) + s.notes_at, 10, "\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a"); },
-     1, 0, "", ""},
-    // The u32be length after the block's type word.
-    {"FPT", "block length one past the file", [](Sample& s) { set_fpt_length(s, fpt_room(s) + 1); }, 1, e4data,
-     "length", ""},
-    {"FPT", "block length 0x7FFFFFFF", [](Sample& s) { set_fpt_length(s, 0x7FFFFFFF); }, 1, e4data, "length", ""},
-    {"FPT", "block length 0xFFFFFFFF", [](Sample& s) { set_fpt_length(s, 0xFFFFFFFF); }, 1, e4data, "length", ""},
-    {"FPT", "block length to the file's end", [](Sample& s) { set_fpt_length(s, fpt_room(s)); }, 1, 0, "",
-     "Hello"},
-    // FF FF 08 00, then a u32le length that counts those 8 bytes.
-    {"DbaseIV", "block length 0", [](Sample& s) { put32(s.memo, s.block_at(1) + 4, 0); }, 1, e4data, "", ""},
-    {"DbaseIV", "block length 7", [](Sample& s) { put32(s.memo, s.block_at(1) + 4, 7); }, 1, e4data, "", ""},
-    {"DbaseIV", "block length 0xFFFFFFFF", [](Sample& s) { put32(s.memo, s.block_at(1) + 4, 0xFFFFFFFF); }, 1,
-     e4data, "", ""},
-    {"DbaseIV", "block length one past the file",
-     [](Sample& s) { put32(s.memo, s.block_at(1) + 4, uint32_t(s.memo.size() - s.block_at(1) + 1)); }, 1, e4data,
-     "", ""},
-    // Without its FF FF 08 00 mark a block reads as text ended by 0x1A.
-    {"DbaseIV", "block without its mark", [](Sample& s) { s.memo.replace(s.block_at(1), 8, "Say: \x1A\x1A\x1A"); },
-     1, 0, "", "Say: "},
-    {"Clipper", "no terminator: to the file's end",
-     [](Sample& s) { s.memo = s.memo.substr(0, s.block_at(3)) + Bytes(700, 'x'); }, 3, 0, "", Bytes(700, 'x')},
-    // Memo file headers: a block size no block can have leaves every memo unusable.
-    {"FPT", "block size 0", [](Sample& s) { s.memo[6] = s.memo[7] = 0; }, 1, e4data, "T.FPT", ""},
-    {"FPT", "block size 1: references inside the header", [](Sample& s) { s.memo[6] = 0, s.memo[7] = 1; }, 0,
-     e4data, "header", ""},
-    {"DbaseIV", "block size 1", [](Sample& s) { put16(s.memo, 20, 1); }, 1, e4data, "T.DBT", ""},
-    {"DbaseIV", "block size 63", [](Sample& s) { put16(s.memo, 20, 63); }, 1, e4data, "T.DBT", ""},
-    {"DbaseIV", "block size 0xFFC0: every reference past the end", [](Sample& s) { put16(s.memo, 20, 0xFFC0); }, 0,
-     e4data, "", ""},
-    {"FPT", "next free block anywhere", [](Sample& s) { put32(s.memo, 0, 0xFFFFFFFF); }, 0, 0, "", ""},
+    {"DBT FoxPro2", "reference with letters", kRefText, 0, "  12ab    ", 1, 0, "", ""},
+    {"Clipper", "reference of ten nines", kRefText, 0, "9999999999", 1, 0, "", ""},
+    {"Clipper", "negative reference", kRefText, 0, "-000000001", 1, 0, "", ""},
+    {"Clipper", "reference of control bytes", kRefText, 0, "\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a", 1, 0, "", ""},
+    {"FPT", "block length one past the file", kBlockLength, kPastEnd, "", 1, e4data, "length", ""},
+    {"FPT", "block length 0x7FFFFFFF", kBlockLength, 0x7FFFFFFF, "", 1, e4data, "length", ""},
+    {"FPT", "block length 0xFFFFFFFF", kBlockLength, 0xFFFFFFFF, "", 1, e4data, "length", ""},
+    {"FPT", "block length to the file's end", kBlockLength, kToEnd, "", 1, 0, "", "Hello"},
+    {"DbaseIV", "block length 0", kBlockLength, 0, "", 1, e4data, "", ""},
+    {"DbaseIV", "block length 7", kBlockLength, 7, "", 1, e4data, "", ""},
+    {"DbaseIV", "block length 0xFFFFFFFF", kBlockLength, 0xFFFFFFFF, "", 1, e4data, "", ""},
+    {"DbaseIV", "block length one past the file", kBlockLength, kPastEnd, "", 1, e4data, "", ""},
+    {"DbaseIV", "block without its mark", kNoMark, 0, "", 1, 0, "", "Say: "},
+    {"Clipper", "no terminator: to the file's end", kNoTerminator, 0, "", 3, 0, "", Bytes(700, 'x')},
+    // A block size no block can have leaves every memo unusable.
+    {"FPT", "block size 0", kBlockSize, 0, "", 1, e4data, "T.FPT", ""},
+    {"FPT", "block size 1: references inside the header", kBlockSize, 1, "", 0, e4data, "header", ""},
+    {"DbaseIV", "block size 1", kBlockSize, 1, "", 1, e4data, "T.DBT", ""},
+    {"DbaseIV", "block size 63", kBlockSize, 63, "", 1, e4data, "T.DBT", ""},
+    {"DbaseIV", "block size 0xFFC0: every reference past the end", kBlockSize, 0xFFC0, "", 0, e4data, "", ""},
+    {"FPT", "next free block anywhere", kNextFree, 0xFFFFFFFF, "", 0, 0, "", ""},
 };
 
 TEST_P(DamagedFormat, MemoDamage) {
@@ -639,7 +658,7 @@ TEST_P(DamagedFormat, MemoDamage) {
     SCOPED_TRACE(m.what);
     ++applied;
     Sample t = s;
-    m.damage(t);
+    apply(m, t);
     place(t);
     if (m.rec == 0) {
       const Scan scanned = open_and_scan();
@@ -650,7 +669,7 @@ TEST_P(DamagedFormat, MemoDamage) {
     DATA4* d = open();
     ASSERT_NE(d, nullptr) << message_;
     int code = 0;
-    EXPECT_EQ(memo(d, m.rec, &code), m.value);
+    EXPECT_EQ(memo(d, m.rec, &code), m.memo);
     EXPECT_EQ(code, m.error) << message_;
     EXPECT_NE(message_.find(m.message), std::string::npos) << message_;
     if (m.error) {

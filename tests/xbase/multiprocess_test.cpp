@@ -200,28 +200,6 @@ TEST_P(SharedTableFormat, LocksOfAnotherProcessAreRefusedAfterTheAttempts) {
   EXPECT_EQ(peer.rc("lock 1"), 0);
 }
 
-TEST_P(SharedTableFormat, GroupLockTakesAllOrNothing) {
-  create_table(6);
-  Peer peer(format());
-  ASSERT_EQ(peer.rc("open " + table_), 0);
-  ASSERT_EQ(peer.rc("lock 3"), 0);
-  auto ctx = context();
-  short_retry(ctx->c4);
-  DATA4* d = d4open(ctx->c4, table_.c_str());
-  ASSERT_NE(d, nullptr);
-  ASSERT_EQ(d4lockAdd(d, 2), 0);
-  ASSERT_EQ(d4lockAdd(d, 3), 0);
-  expect_refused_in_time([&] { return code4lock(ctx->c4); }, "group with a record held elsewhere");
-  ASSERT_EQ(peer.rc("set attempts 1"), 1);
-  EXPECT_EQ(peer.rc("lock 2"), 0) << "record 2 was given back with the refusal";
-  ASSERT_EQ(peer.rc("unlock"), 0);
-  ASSERT_EQ(d4lockAdd(d, 2), 0);
-  ASSERT_EQ(d4lockAdd(d, 3), 0);
-  EXPECT_EQ(code4lock(ctx->c4), 0);
-  EXPECT_EQ(peer.rc("lock 2"), r4locked);
-  EXPECT_EQ(peer.rc("lock 3"), r4locked);
-}
-
 TEST_P(SharedTableFormat, WriteOfARecordLockedElsewhereIsRefused) {
   create_table(3);
   Peer peer(format());

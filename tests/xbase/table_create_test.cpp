@@ -198,18 +198,6 @@ TEST_P(CreateFormat, MemoAtTheFirstBlock) {
 INSTANTIATE_TEST_SUITE_P(Formats, CreateFormat, ::testing::ValuesIn(formats::tables()),
                          formats::Named());
 
-TEST_F(TableCreate, MemoFileTakesTheTableNameAndExtensionCase) {
-  auto f = fields({fld("NOTE", 'M', 10)});
-  ASSERT_NE(create("lower.dbf", f), nullptr);
-  DATA4* b = create("Mixed", f);
-  ASSERT_NE(b, nullptr);
-  code4indexFormat(c4_, 2);
-  ASSERT_NE(create("clip.dbf", f), nullptr);
-  EXPECT_EQ(listing(), (std::vector<std::string>{"Mixed.DBF", "Mixed.FPT", "clip.dbf", "clip.dbt",
-                                                 "lower.dbf", "lower.fpt"}));
-  EXPECT_STREQ(d4alias(b), "MIXED");
-}
-
 // Numbers and text in the text storages (every format writes them alike).
 TEST_F(TableCreate, TextNumberDateAndLogicalStorage) {
   DATA4* d = create("T", fields({fld("C", 'C', 5), fld("N", 'N', 8, 2), fld("N4", 'N', 4),

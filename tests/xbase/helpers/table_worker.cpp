@@ -134,13 +134,10 @@ struct Server {
       std::string what;
       int v = 0;
       in >> what >> v;
-      if (what == "format") return rc(code4indexFormat(c4, v));
       if (what == "access") return rc(code4accessMode(c4, v));
       if (what == "readonly") return rc(code4readOnly(c4, v));
       if (what == "attempts") return rc(code4lockAttempts(c4, v));
       if (what == "delay") return rc(code4lockDelay(c4, v));
-      if (what == "enforce") return rc(code4lockEnforce(c4, v));
-      if (what == "optimize") return rc(code4optimize(c4, v));
       return "-160 unknown setting";
     }
     if (cmd == "open") {
@@ -150,7 +147,6 @@ struct Server {
       d = d4open(c4, path.c_str());
       return d ? "0" : rc(code4errorCode(c4, r4check));
     }
-    if (cmd == "pid") return "0 " + rc(getpid());
     if (d == nullptr) return "-160 no table open";
     int32_t n = 0;
     if (cmd == "close") {
@@ -169,7 +165,6 @@ struct Server {
       in >> n;
       return rc(d4go(d, n));
     }
-    if (cmd == "flush") return rc(d4flush(d));
     if (cmd == "write") {
       in >> n;
       return rc(d4write(d, n));
