@@ -1,6 +1,11 @@
 // SharedTable: one table open in one context, shared by every cursor on it
-// (d4openClone): the table file (with its memo file) and the set of index
-// files kept up to date by every change of every cursor.
+// (d4openClone): the table file and the set of index files kept up to date
+// by every change of every cursor.
+//
+// The memo file stays inside the table file: its blocks must reach the disk
+// before the records that point at them, and its cache must be dropped
+// whenever the table learns of records appended elsewhere, so the two are
+// written back and invalidated as one.
 #pragma once
 
 #include <memory>
