@@ -130,6 +130,22 @@ class BTreeTraffic : public ::testing::TestWithParam<Case> {
     EXPECT_FALSE(cur.valid());
   }
 
+  // A random entry into the tree and the model.
+  void insert_random() {
+    Entry e{random_key(), random_rec()};
+    ASSERT_TRUE(tree_->insert(bytes(e.first), e.second));
+    model_.insert(e);
+  }
+  // A random entry of the model out of both.
+  void remove_random() {
+    auto it = model_.begin();
+    std::advance(it, static_cast<long>(rng_() % model_.size()));
+    bool found = false;
+    ASSERT_TRUE(tree_->remove(bytes(it->first), it->second, &found));
+    ASSERT_TRUE(found);
+    model_.erase(it);
+  }
+
   void random_seek() {
     const std::string k = random_key();
     const size_t len = 1 + rng_() % GetParam().key_len;
@@ -160,16 +176,9 @@ TEST_P(BTreeTraffic, RandomInsertRemoveSeekMatchesModel) {
   for (int op = 1; op <= 6000; ++op) {
     const int dice = static_cast<int>(rng_() % 10);
     if (dice < 6 || model_.empty()) {
-      Entry e{random_key(), random_rec()};
-      ASSERT_TRUE(tree_->insert(bytes(e.first), e.second));
-      model_.insert(e);
+      insert_random();
     } else if (dice < 9) {
-      auto it = model_.begin();
-      std::advance(it, static_cast<long>(rng_() % model_.size()));
-      bool found = false;
-      ASSERT_TRUE(tree_->remove(bytes(it->first), it->second, &found));
-      ASSERT_TRUE(found);
-      model_.erase(it);
+      remove_random();
     } else {
       const std::string k = random_key();
       bool found = false;
@@ -186,12 +195,7 @@ TEST_P(BTreeTraffic, RandomInsertRemoveSeekMatchesModel) {
   }
   // Drain: merges all the way down to an empty root leaf.
   while (!model_.empty()) {
-    auto it = model_.begin();
-    std::advance(it, static_cast<long>(rng_() % model_.size()));
-    bool found = false;
-    ASSERT_TRUE(tree_->remove(bytes(it->first), it->second, &found));
-    ASSERT_TRUE(found);
-    model_.erase(it);
+    remove_random();
     if (model_.size() % 500 == 0) expect_same_as_model();
   }
   expect_same_as_model();
@@ -209,20 +213,12 @@ TEST_P(BTreeTraffic, BulkBuildThenTraffic) {
   keys.sort(false);
   ASSERT_TRUE(tree_->build(keys));
   expect_same_as_model();
-  for (int op = 0; op < 1500; ++op) {
-    Entry e{random_key(), random_rec()};
-    ASSERT_TRUE(tree_->insert(bytes(e.first), e.second));
-    model_.insert(e);
-  }
+  for (int op = 0; op < 1500; ++op) insert_random();
   expect_same_as_model();
 }
 
 TEST_P(BTreeTraffic, CursorFindsItsWayAfterChanges) {
-  for (int i = 0; i < 800; ++i) {
-    Entry e{random_key(), random_rec()};
-    ASSERT_TRUE(tree_->insert(bytes(e.first), e.second));
-    model_.insert(e);
-  }
+  for (int i = 0; i < 800; ++i) insert_random();
   BTreeCursor cur(*tree_);
   ASSERT_TRUE(cur.first());
   auto it = model_.begin();

@@ -57,6 +57,11 @@ class TableCreate : public ::testing::Test {
     std::sort(names.begin(), names.end());
     return names;
   }
+  // Closes `d` and opens the table again, to read what the file holds.
+  DATA4* reopen(DATA4* d, const std::string& name) {
+    EXPECT_EQ(d4close(d), 0);
+    return d4open(c4_, at(name).c_str());
+  }
   // Appends one record after `fill` set it.
   template <class Fill>
   void append(DATA4* d, Fill fill) {
@@ -184,8 +189,7 @@ TEST_P(CreateFormat, MemoAtTheFirstBlock) {
   EXPECT_EQ(memo.substr(offset), block);
   EXPECT_EQ(t.memo_big_endian() ? be32(memo, 0) : le32(memo, 0), t.first_block + 1);
 
-  d = d4open(c4_, at("MEMO").c_str());
-  ASSERT_NE(d, nullptr);
+  ASSERT_NE(d = d4open(c4_, at("MEMO").c_str()), nullptr);
   FIELD4* note = d4field(d, "NOTE");
   EXPECT_STREQ(f4memoStr(note), "Hello");
   EXPECT_EQ(f4memoLen(note), 5u);
@@ -239,9 +243,7 @@ TEST_F(TableCreate, TextNumberDateAndLogicalStorage) {
   f4assign(l, "T");
   f4assignDouble(d4field(d, "N"), 12.5);
   ASSERT_EQ(d4append(d), 0);
-  ASSERT_EQ(d4close(d), 0);
-  d = d4open(c4_, at("T").c_str());
-  ASSERT_NE(d, nullptr);
+  ASSERT_NE(d = reopen(d, "T"), nullptr);
   EXPECT_EQ(raw(d4field(d, "N")), "   12.50");
   EXPECT_EQ(raw(d4field(d, "L")), "T");
   EXPECT_EQ(raw(d4field(d, "C")), std::string("A\0B  ", 5));
@@ -271,10 +273,7 @@ TEST_F(TableCreate, BinaryStorageOfTheLaterFoxProTypes) {
   f4assignDateTime(t, "2000010112:00:00");
   f4assignDouble(d4field(d, "B"), 1.5);
   ASSERT_EQ(d4append(d), 0);
-  ASSERT_EQ(d4close(d), 0);
-
-  d = d4open(c4_, at("BIN").c_str());
-  ASSERT_NE(d, nullptr);
+  ASSERT_NE(d = reopen(d, "BIN"), nullptr);
   const std::string currency("\x40\xE2\x01\0\0\0\0\0", 8);
   const std::pair<const char*, std::string> stored[] = {
       {"Y", currency}, {"Y2", currency}, {"I", "\xFE\xFF\xFF\xFF"},
@@ -313,8 +312,7 @@ TEST_F(TableCreate, VarlengthAndNullFlagBits) {
   EXPECT_EQ(rec(3)[25], 0x08);
   EXPECT_EQ(rec(3).substr(15, 10), std::string("\1\2\0\0\0\0\0\0\0\2", 10));
 
-  d = d4open(c4_, at("VQ").c_str());
-  ASSERT_NE(d, nullptr);
+  ASSERT_NE(d = d4open(c4_, at("VQ").c_str()), nullptr);
   c = d4field(d, "C"), i = d4field(d, "I"), b = d4field(d, "B");
   EXPECT_EQ(f4null(c) * 4 + f4null(i) * 2 + f4null(b), 5);
   ASSERT_EQ(d4skip(d, 1), 0);
