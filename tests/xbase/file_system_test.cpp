@@ -26,15 +26,21 @@ TEST(RangeLock, HoldsTheBytesUntilItsLastOwnerGoesAndReleasesOnce) {
   const std::string path = tmp.at("LOCKS.BIN");
   auto a = open_file(path, io::OpenMode::kCreate);
   auto b = open_file(path, io::OpenMode::kReadWrite);
-  int releases = 0;
+  // Counts its releases and passes them on to the file.
+  struct Counter {
+    io::File* file;
+    int releases = 0;
+    void release(uint64_t at, uint64_t len) {
+      ++releases;
+      file->unlock(at, len);
+    }
+  } counter{a.get()};
+  int& releases = counter.releases;
   {
     io::RangeLock outer;
     {
       ASSERT_TRUE(a->try_lock(10, 1, true));
-      io::RangeLock inner(10, 1, [&](uint64_t at, uint64_t len) {
-        ++releases;
-        a->unlock(at, len);
-      });
+      io::RangeLock inner = io::RangeLock::through<Counter, &Counter::release>(&counter, 10, 1);
       EXPECT_FALSE(b->try_lock(10, 1, true));
       outer = std::move(inner);
     }

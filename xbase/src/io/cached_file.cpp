@@ -146,7 +146,7 @@ Status CachedFile::read(uint64_t offset, void* buf, size_t len, size_t* got) {
 Status CachedFile::read_exact(uint64_t offset, void* buf, size_t len) {
   size_t got = 0;
   XB_TRY(read(offset, buf, len, &got));
-  return check_read_complete(path(), offset, len, got);
+  return got == len ? Status::ok() : read_past_end(path(), offset, len);
 }
 
 Status CachedFile::write(uint64_t offset, const void* buf, size_t len) {

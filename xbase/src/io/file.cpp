@@ -4,8 +4,7 @@
 
 namespace xbase::io {
 
-Status check_read_complete(const std::string& path, uint64_t offset, size_t len, size_t got) {
-  if (got == len) return Status::ok();
+Status read_past_end(const std::string& path, uint64_t offset, size_t len) {
   return Status(e4read, "cannot read " + path + ": " + std::to_string(len) + " bytes at offset " +
                             std::to_string(offset) + " lie past its end");
 }
@@ -13,7 +12,7 @@ Status check_read_complete(const std::string& path, uint64_t offset, size_t len,
 Status File::read_exact(uint64_t offset, void* buf, size_t len) const {
   size_t got = 0;
   XB_TRY(read_at(offset, buf, len, &got));
-  return check_read_complete(path(), offset, len, got);
+  return got == len ? Status::ok() : read_past_end(path(), offset, len);
 }
 
 Status File::write_pieces_at(uint64_t offset, const iovec* pieces, int count) {

@@ -81,9 +81,9 @@ class FileSystem {
   virtual Status remove(const std::string& path) = 0;
 };
 
-// The e4read error of a read that ended after `got` of `len` bytes at
-// `offset`; ok when nothing is missing. Every exact read reports through it.
-Status check_read_complete(const std::string& path, uint64_t offset, size_t len, size_t got);
+// The e4read error of an exact read of `len` bytes at `offset` that ended
+// early; every exact read reports through it.
+Status read_past_end(const std::string& path, uint64_t offset, size_t len);
 
 // The POSIX file system's name lookups, for callers that have no file
 // system at hand.

@@ -226,7 +226,11 @@ Status TableFile::append_record(uint8_t* buf, LockOwner owner, const RetryPolicy
   if (shared && !had_append) {
     if (!wait_for_lock(retry, [&] { return try_lock_append(owner); }))
       return Status(r4locked, "the append lock of " + path() + " is held elsewhere");
-    append_lock = io::RangeLock(scheme_.header_byte, 1, [this, owner](uint64_t, uint64_t) { unlock_append(owner); });
+    // Given back through unlock_append, which forgets the owner too.
+    append_lock = io::RangeLock(scheme_.header_byte, 1, this, [](void* self, uint64_t, uint64_t) {
+      auto* t = static_cast<TableFile*>(self);
+      t->unlock_append(t->append_owner_);
+    });
   }
   if (shared) XB_TRY(read_count_from_file(&count_));
   if (count_ >= INT32_MAX - 1) return Status(e4write, "table " + path() + " is full");
@@ -552,7 +556,7 @@ void TableFile::unlock_file(LockOwner owner) {
 }
 
 io::RangeLock TableFile::os_range_lock(uint64_t offset, uint64_t len) {
-  return io::RangeLock(offset, len, [this](uint64_t at, uint64_t n) { release_os_range(at, n); });
+  return io::RangeLock::through<TableFile, &TableFile::release_os_range>(this, offset, len);
 }
 
 // Unlocks [offset, offset+len) at the operating system, except the parts
