@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "index/table_indexes.h"
 #include "io/file.h"
 #include "io/range_lock.h"
 #include "table/table_file.h"
@@ -125,6 +126,31 @@ TEST(FileSystem, ATableWhoseMemoFileCannotBeMadeIsRemovedAgain) {
   EXPECT_EQ(st.code(), e4create);
   EXPECT_EQ(fs.removed, std::vector<std::string>{"DBF"});
   EXPECT_FALSE(fs.exists(tmp.at("PEOPLE.DBF")));
+}
+
+TEST(FileSystem, IndexFilesLiveWhereTheirTableLives) {
+  // A context that reports nothing and names no other table.
+  struct Quiet final : Context {
+    int fail(const Status& st) override { return st.code(); }
+    expr::RecordSource* source_named(std::string_view) override { return nullptr; }
+  } context;
+  test_files::TempDir tmp;
+  RecordingFileSystem fs;
+  table::OpenOptions options;
+  options.exclusive = true;
+  options.fs = &fs;
+  std::unique_ptr<table::TableFile> t;
+  ASSERT_TRUE(table::TableFile::create(tmp.at("PEOPLE.DBF"), header_with_memo(), true, options, &t));
+  index::TableIndexes set(context, *t);
+  index::TagDefinition name;
+  name.name = "NAME";
+  name.key_expr = "NAME";
+  index::IndexFile* file = nullptr;
+  Status st = set.create(tmp.at("PEOPLE.CDX"), {name}, true, &file);
+  ASSERT_TRUE(st) << st.message();
+  ASSERT_TRUE(set.close(file));
+  ASSERT_TRUE(set.open(tmp.at("PEOPLE.CDX"), &file));
+  EXPECT_EQ(fs.opened, (std::vector<std::string>{"DBF", "FPT", "CDX", "CDX"}));
 }
 
 }  // namespace

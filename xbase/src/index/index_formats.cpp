@@ -14,6 +14,7 @@ cdx::CdxOptions cdx_options(const IndexOptions& o) {
   out.exclusive = o.exclusive;
   out.read_only = o.read_only;
   out.default_unique = o.default_unique;
+  out.fs = o.fs;
   return out;
 }
 

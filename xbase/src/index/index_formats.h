@@ -8,6 +8,7 @@
 #include <string>
 
 #include "index/index_file.h"
+#include "io/file.h"
 
 namespace xbase::index {
 
@@ -15,6 +16,7 @@ struct IndexOptions {
   bool exclusive = false;
   bool read_only = false;
   int default_unique = r4uniqueContinue;  // mode of tags marked unique
+  io::FileSystem* fs = &io::FileSystem::posix();
 };
 
 struct IndexFormat {

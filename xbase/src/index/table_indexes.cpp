@@ -58,6 +58,7 @@ IndexOptions options_for(const Context& context, const table::TableFile& table) 
   o.exclusive = table.exclusive();
   o.read_only = table.read_only();
   o.default_unique = context.settings.err_default_unique;
+  o.fs = &table.file_system();
   return o;
 }
 
@@ -112,7 +113,7 @@ Status TableIndexes::create(const std::string& path, const std::vector<TagDefini
         return Status(e4index, "two tags are named " + defs[i].name);
   }
   for (const auto& f : files_)
-    if (io::resolve_case(f->path()) == io::resolve_case(path))
+    if (table_.file_system().resolve_case(f->path()) == table_.file_system().resolve_case(path))
       return Status(e4index, "index " + path + " is open: close it before creating it anew");
   std::unique_ptr<IndexFile> file;
   XB_TRY(format->create(path, safety, options_for(context_, table_), &file));

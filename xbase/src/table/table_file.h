@@ -62,6 +62,8 @@ class TableFile {
   const std::string& path() const { return dbf_.path(); }
   bool exclusive() const { return options_.exclusive; }
   bool read_only() const { return options_.read_only; }
+  // Where the table lives; its index files live there too.
+  io::FileSystem& file_system() const { return *options_.fs; }
   memo::MemoFile* memo() { return memo_.get(); }
   uint64_t dev() const { return dev_; }
   uint64_t ino() const { return ino_; }
