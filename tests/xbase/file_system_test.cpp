@@ -101,46 +101,42 @@ table::TableHeader header_with_memo() {
   return h;
 }
 
-TEST(FileSystem, ATableAndItsMemoFileOpenThroughTheGivenFileSystem) {
+// PEOPLE.DBF with a memo field, made and opened exclusively through a recording file system.
+class FileSystemTest : public ::testing::Test {
+ protected:
+  FileSystemTest() {
+    options.exclusive = true;
+    options.fs = &fs;
+  }
+  Status create() { return table::TableFile::create(tmp.at("PEOPLE.DBF"), header_with_memo(), true, options, &t); }
+
   test_files::TempDir tmp;
   RecordingFileSystem fs;
   table::OpenOptions options;
-  options.exclusive = true;
-  options.fs = &fs;
   std::unique_ptr<table::TableFile> t;
-  ASSERT_TRUE(table::TableFile::create(tmp.at("PEOPLE.DBF"), header_with_memo(), true, options, &t));
+};
+
+TEST_F(FileSystemTest, ATableAndItsMemoFileOpenThroughTheGivenFileSystem) {
+  ASSERT_TRUE(create());
   t.reset();
   ASSERT_TRUE(table::TableFile::open(tmp.at("PEOPLE.DBF"), options, &t));
   EXPECT_EQ(fs.opened, (std::vector<std::string>{"DBF", "FPT", "DBF", "FPT"}));
 }
 
-TEST(FileSystem, ATableWhoseMemoFileCannotBeMadeIsRemovedAgain) {
-  test_files::TempDir tmp;
-  RecordingFileSystem fs;
+TEST_F(FileSystemTest, ATableWhoseMemoFileCannotBeMadeIsRemovedAgain) {
   fs.refused = "FPT";
-  table::OpenOptions options;
-  options.exclusive = true;
-  options.fs = &fs;
-  std::unique_ptr<table::TableFile> t;
-  Status st = table::TableFile::create(tmp.at("PEOPLE.DBF"), header_with_memo(), true, options, &t);
-  EXPECT_EQ(st.code(), e4create);
+  EXPECT_EQ(create().code(), e4create);
   EXPECT_EQ(fs.removed, std::vector<std::string>{"DBF"});
   EXPECT_FALSE(fs.exists(tmp.at("PEOPLE.DBF")));
 }
 
-TEST(FileSystem, IndexFilesLiveWhereTheirTableLives) {
+TEST_F(FileSystemTest, IndexFilesLiveWhereTheirTableLives) {
   // A context that reports nothing and names no other table.
   struct Quiet final : Context {
     int fail(const Status& st) override { return st.code(); }
     expr::RecordSource* source_named(std::string_view) override { return nullptr; }
   } context;
-  test_files::TempDir tmp;
-  RecordingFileSystem fs;
-  table::OpenOptions options;
-  options.exclusive = true;
-  options.fs = &fs;
-  std::unique_ptr<table::TableFile> t;
-  ASSERT_TRUE(table::TableFile::create(tmp.at("PEOPLE.DBF"), header_with_memo(), true, options, &t));
+  ASSERT_TRUE(create());
   index::TableIndexes set(context, *t);
   index::TagDefinition name;
   name.name = "NAME";
