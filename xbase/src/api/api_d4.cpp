@@ -33,12 +33,6 @@ std::string table_path(const std::string& name) {
   return xbase::io::resolve_case(path);
 }
 
-std::string alias_of(const std::string& path) {
-  std::string a = xbase::io::path_base_name(path);
-  for (char& c : a) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-  return a;
-}
-
 xbase::table::OpenOptions open_options(const CODE4* c4) {
   xbase::table::OpenOptions o;
   o.exclusive = c4->settings.access_mode != 0;
@@ -103,7 +97,7 @@ DATA4* d4open(CODE4* c4, const char* name) {
   }
   return guarded<DATA4*>(c4, nullptr, [&]() -> DATA4* {
     std::string path = table_path(text_arg(name));
-    std::string alias = alias_of(path);
+    std::string alias = xbase::expr::alias_for_path(path);
     if (c4->settings.single_open && c4->find_alias(alias.c_str())) {
       c4->fail(e4instance, "table " + alias + " is already open in this context");
       return nullptr;
@@ -191,7 +185,7 @@ DATA4* d4create(CODE4* c4, const char* name, const FIELD4INFO* fields, const TAG
       c4->fail(st.code(), path + ": " + st.message());
       return nullptr;
     }
-    std::string alias = alias_of(path);
+    std::string alias = xbase::expr::alias_for_path(path);
     if (c4->find_alias(alias.c_str())) {
       c4->fail(e4instance, "table " + alias + " is open in this context: close it before creating it anew");
       return nullptr;

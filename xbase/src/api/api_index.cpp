@@ -72,10 +72,10 @@ bool tag_definitions(CODE4* c4, const TAG4INFO* tags, std::vector<index::TagDefi
 }
 
 bool supports_index_format(CODE4* c4) {
-  if (index::index_format(c4->settings.format) != nullptr) return true;
-  c4->fail(e4notSupported, std::string("index files of the ") + code4indexExtension(c4) +
-                               " format are not available in this engine build");
-  return false;
+  const index::IndexFormat* format = nullptr;
+  Status st = index::require_index_format(c4->settings.format, &format);
+  if (!st) c4->fail(st);
+  return st.is_ok();
 }
 
 IndexFile* create_index(DATA4* d, const char* name, const TAG4INFO* tags) {

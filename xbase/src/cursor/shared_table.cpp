@@ -8,7 +8,7 @@ SharedTable::SharedTable(Context& context, std::unique_ptr<table::TableFile> fil
 SharedTable::~SharedTable() {
   // Best effort, as the table file's own close: a cursor that wanted to
   // know about a failed write-back flushed before closing.
-  if (indexes_ && !file_->read_only()) (void)indexes_->flush();
+  (void)flush_indexes();
   indexes_.reset();
 }
 
@@ -17,13 +17,17 @@ index::TableIndexes& SharedTable::make_indexes() {
   return *indexes_;
 }
 
+Status SharedTable::flush_indexes() {
+  return indexes_ && !file_->read_only() ? indexes_->flush() : Status::ok();
+}
+
 Status SharedTable::flush() {
-  if (indexes_ && !file_->read_only()) XB_TRY(indexes_->flush());
+  XB_TRY(flush_indexes());
   return file_->flush();
 }
 
 Status SharedTable::refresh() {
-  if (indexes_ && !file_->read_only()) XB_TRY(indexes_->flush());
+  XB_TRY(flush_indexes());
   return file_->refresh();
 }
 

@@ -45,6 +45,8 @@ class SharedTable {
   Status zap(int32_t first, int32_t last);
 
  private:
+  Status flush_indexes();
+
   Context& context_;
   std::unique_ptr<table::TableFile> file_;
   // Last, so that the index files close before the table does.

@@ -16,6 +16,9 @@
 
 namespace xbase::expr {
 
+// The alias a table opened from `path` gets: its base name in upper case.
+std::string alias_for_path(const std::string& path);
+
 class RecordSource {
  public:
   RecordSource(Context& context, const table::TableHeader& header, std::string alias)

@@ -53,6 +53,13 @@ const IndexFormat* index_format(int format_code) {
   return nullptr;
 }
 
+Status require_index_format(int format_code, const IndexFormat** out) {
+  *out = index_format(format_code);
+  if (*out != nullptr) return Status::ok();
+  return Status(e4notSupported, std::string("index files of the ") + index_extension(format_code) +
+                                    " format are not available in this engine build");
+}
+
 const IndexFormat* index_format_of(const std::string& path) {
   const std::string ext = io::path_extension(path);
   for (const IndexFormat& f : kFormats)

@@ -33,6 +33,8 @@ struct IndexFormat {
 const char* index_extension(int format_code);
 // The format of `format_code`, or null when this build has none.
 const IndexFormat* index_format(int format_code);
+// The same, or e4notSupported naming the format when this build has none.
+Status require_index_format(int format_code, const IndexFormat** out);
 // The format whose extension `path` has (case ignored), or null.
 const IndexFormat* index_format_of(const std::string& path);
 

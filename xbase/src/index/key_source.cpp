@@ -1,25 +1,11 @@
 #include "index/key_source.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cstring>
-
-#include "io/file.h"
 
 namespace xbase::index {
 
-namespace {
-
-std::string alias_of(const std::string& path) {
-  std::string a = io::path_base_name(path);
-  for (char& c : a) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return a;
-}
-
-}  // namespace
-
 KeySource::KeySource(Context& context, table::TableFile& table)
-    : RecordSource(context, table.header(), alias_of(table.path())),
+    : RecordSource(context, table.header(), expr::alias_for_path(table.path())),
       table_(table),
       memos_(table.header().fields.size()),
       memo_generation_(table.header().fields.size(), 0) {}

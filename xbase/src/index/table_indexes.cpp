@@ -42,13 +42,8 @@ TableIndexes::~TableIndexes() {
 }
 
 Status TableIndexes::format_for(const std::string& path, const IndexFormat** out) const {
-  const IndexFormat* f = index_format_of(path);
-  if (f == nullptr) f = index_format(context_.settings.format);
-  if (f == nullptr)
-    return Status(e4notSupported, std::string("index files of the ") + index_extension(context_.settings.format) +
-                                      " format are not available in this engine build");
-  *out = f;
-  return Status::ok();
+  *out = index_format_of(path);
+  return *out != nullptr ? Status::ok() : require_index_format(context_.settings.format, out);
 }
 
 namespace {
